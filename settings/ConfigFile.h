@@ -1,0 +1,30 @@
+// The ".bcf" configuration file: naming rule, header, atomic save and the key lookup.
+#pragma once
+
+#include <string>
+
+namespace ConfigFile {
+
+extern const char* const kHeader; // first line and two empty lines
+
+// A name longer than 4 characters that does not end in ".bcf" (case-sensitive)
+// gets ".bcf" appended; shorter names are used as they are.
+std::string SaveName(const std::string& chosen);
+
+// Turns every "\n" of text into "\r\n" and writes it to a temporary file beside
+// path, then renames it over path. false (and path untouched) on any failure.
+bool WriteAtomically(const std::string& path, const std::string& text);
+
+// Reads the whole file; false when it cannot be read.
+bool ReadAll(const std::string& path, std::string& bytes);
+
+} // namespace ConfigFile
+
+// The value of the first line whose key equals key exactly, or "" when none.
+// A carriage return before the line feed stays in the value. Keys and values
+// longer than 99 characters are cut at 99.
+std::string FindConfigValue(const std::string& key, const std::string& stream);
+
+// A looked-up value as handlers take it: empty stays empty (the setting keeps its
+// value); otherwise one trailing carriage return is removed. Returns false when empty.
+bool TakeConfigValue(const std::string& key, const std::string& stream, std::string& value);
