@@ -1,0 +1,102 @@
+// The small modal dialogs of the program: error report, progress, About, and the
+// three start-up dialogs. Each start-up dialog hands its answer back in `tag`,
+// set by the button that closes it.
+#pragma once
+
+#include "Reporting.h"
+
+#include <QDialog>
+
+class QCheckBox;
+class QComboBox;
+class QLabel;
+class QPlainTextEdit;
+class QProgressBar;
+class QPushButton;
+
+// The one dialog in which failures are reported.
+class TErrorForm : public QDialog, public ErrorReport {
+    Q_OBJECT
+public:
+    explicit TErrorForm(QWidget* parent = nullptr);
+
+    void ClearDescription() override;
+    void AddDescription(const QString& line) override;
+    void ShowModal() override; // FormShow, then exec()
+
+    // Builds the caption and headline from the fields (on showing).
+    void FormShow();
+    void OkButtonClick();
+    // Opens help by error code (120 read, 121 write) or help context, then sets the code to 0.
+    void HelpButtonClick();
+
+    QLabel* Label1 = nullptr;     // "Error: "
+    QLabel* LabelError = nullptr; // the headline, bold
+    QLabel* Label3 = nullptr;     // "Description:"
+    QPlainTextEdit* Description = nullptr;
+    QLabel* Image1 = nullptr;
+    QPushButton* OkButton = nullptr;
+    QPushButton* HelpButton = nullptr;
+};
+
+// Shows how far a read-all or write-all has come; shown without blocking.
+class TProgForm : public QDialog, public Progress {
+    Q_OBJECT
+public:
+    explicit TProgForm(QWidget* parent = nullptr);
+
+    void Step() override;
+    void RaiseMaximum(int by) override;
+    void Repaint() override;
+
+    QLabel* Label1 = nullptr;
+    QProgressBar* bar = nullptr;
+};
+
+class TaboutForm : public QDialog {
+    Q_OBJECT
+public:
+    explicit TaboutForm(QWidget* parent = nullptr);
+    void OKButtonClick();
+    void CommentsClick(); // opens the maker's web address
+
+    QLabel* ProductName = nullptr;
+    QLabel* Version = nullptr;
+    QLabel* Copyright = nullptr;
+    QLabel* Comments = nullptr;
+    QPushButton* OKButton = nullptr;
+};
+
+// Port chooser: tag = chosen port number (index + 1), or 0 for Cancel.
+class TSerChooseForm : public QDialog {
+    Q_OBJECT
+public:
+    // Items "COM1".."COM20" and one empty item; where the port table has a device
+    // for port n, its path is shown beside "COMn".
+    explicit TSerChooseForm(QWidget* parent = nullptr);
+    int tag = 0;
+    QComboBox* ComboBox1 = nullptr;
+    QCheckBox* checkHWF = nullptr;
+    QPushButton* Button1 = nullptr; // OK
+    QPushButton* Button2 = nullptr; // Cancel
+};
+
+// Port could not be opened: Retry tag 0, Exit tag -1.
+class TComOpenError : public QDialog {
+    Q_OBJECT
+public:
+    explicit TComOpenError(QWidget* parent = nullptr);
+    int tag = 0;
+    QPushButton* RetryButton = nullptr;
+    QPushButton* ExitButton = nullptr;
+};
+
+// Module did not answer: Retry tag 1, Exit tag 0.
+class TConnectErrorForm : public QDialog {
+    Q_OBJECT
+public:
+    explicit TConnectErrorForm(QWidget* parent = nullptr);
+    int tag = 0;
+    QPushButton* RetryButton = nullptr;
+    QPushButton* ExitButton = nullptr;
+};
