@@ -85,6 +85,13 @@ protected:
 private:
     struct Impl; // operating-system handle and helpers of the backend
     Impl* impl;
+
+    // Hooks that each operating system's backend defines.
+    static Impl* NewImpl();
+    static void DeleteImpl(Impl* p); // closes a descriptor still held
+    // Opens port n as Open does (read/write, exclusive) and closes it again;
+    // true when that worked.
+    static bool ProbePort(int32_t n);
 };
 
 // The table that maps port numbers to device paths where the system has no
