@@ -117,7 +117,7 @@ bool SpeedOf(int value, speed_t& speed) {
     }
 }
 
-#if defined(__linux__) && defined(BOTHER) &&                                                       \
+#if defined(__linux__) && defined(CBAUD) &&                                                        \
     (defined(__x86_64__) || defined(__i386__) || defined(__aarch64__) || defined(__arm__) ||       \
      defined(__riscv))
 #define BTCONF_HAVE_TERMIOS2 1
@@ -134,13 +134,18 @@ struct KernelTermios2 {
     speed_t c_ospeed;
 };
 
+// The kernel's flag for "speed given in c_ospeed/c_ispeed" and the shift of the
+// input speed field, which the C library's header does not offer.
+constexpr tcflag_t kBother = 0010000;
+constexpr int kInputSpeedShift = 16;
+
 // Speeds that have no B constant (14400 on Linux) are set through termios2.
 bool SetFreeSpeed(int fd, unsigned bits) {
     KernelTermios2 t2;
     std::memset(&t2, 0, sizeof(t2));
     if (::ioctl(fd, _IOR('T', 0x2A, KernelTermios2), &t2) < 0) return false;
-    t2.c_cflag &= ~static_cast<tcflag_t>(CBAUD | (CBAUD << IBSHIFT));
-    t2.c_cflag |= BOTHER;
+    t2.c_cflag &= ~static_cast<tcflag_t>(CBAUD | (CBAUD << kInputSpeedShift));
+    t2.c_cflag |= kBother;
     t2.c_ispeed = bits;
     t2.c_ospeed = bits;
     return ::ioctl(fd, _IOW('T', 0x2B, KernelTermios2), &t2) == 0;
