@@ -65,6 +65,7 @@ bool& TableSet() {
     return set;
 }
 
+#if !defined(_WIN32)
 void AddUnique(std::vector<std::string>& out, const std::string& device) {
     if (out.size() >= static_cast<size_t>(kMaxPorts)) return;
     if (device.empty()) return;
@@ -72,7 +73,6 @@ void AddUnique(std::vector<std::string>& out, const std::string& device) {
     out.push_back(device);
 }
 
-#if !defined(_WIN32)
 // Natural order: runs of digits compare by value, so ttyUSB2 comes before ttyUSB10.
 bool NaturalLess(const std::string& a, const std::string& b) {
     size_t i = 0, j = 0;
