@@ -32,7 +32,7 @@ QString CleanLine(QString line) {
     for (const QChar c : line) {
         if (c == QLatin1Char('\t'))
             clean += QLatin1Char(' ');
-        else if (c.isPrint() || c.isSpace())
+        else if (c.isPrint())
             clean += c;
     }
     return clean;
