@@ -1,0 +1,192 @@
+// Option parsing and the help text of the virtual module server.
+#include "SimOptions.h"
+
+#include <fstream>
+#include <sstream>
+
+namespace sim {
+
+namespace {
+
+bool ReadFile(const std::string& path, std::string* text) {
+    std::ifstream in(path, std::ios::binary);
+    if (!in) return false;
+    std::ostringstream s;
+    s << in.rdbuf();
+    *text = s.str();
+    return true;
+}
+
+bool ParseInt(const std::string& text, long lo, long hi, int* out) {
+    if (text.empty() || text.size() > 10) return false;
+    long value = 0;
+    for (char c : text) {
+        if (c < '0' || c > '9') return false;
+        value = value * 10 + (c - '0');
+    }
+    if (value < lo || value > hi) return false;
+    *out = static_cast<int>(value);
+    return true;
+}
+
+} // namespace
+
+bool ParseSimOptions(const std::vector<std::string>& args, SimOptions* out, std::string* error) {
+    SimOptions o;
+    auto fail = [&](const std::string& why) {
+        if (error) *error = why;
+        return false;
+    };
+    for (size_t i = 0; i < args.size(); ++i) {
+        std::string name = args[i];
+        std::string value;
+        bool inlineValue = false;
+        const size_t eq = name.find('=');
+        if (name.compare(0, 2, "--") == 0 && eq != std::string::npos) {
+            value = name.substr(eq + 1);
+            name = name.substr(0, eq);
+            inlineValue = true;
+        }
+        if (name == "--help" || name == "-h") {
+            o.help = true;
+            continue;
+        }
+        static const char* const withValue[] = {
+            "--profile",      "--link",        "--state",   "--trace", "--devices", "--fault",
+            "--answer-delay", "--search-time", "--pairing", "--baud",  "--seed"};
+        bool known = false;
+        for (const char* w : withValue)
+            known = known || name == w;
+        if (!known) return fail("unknown option \"" + args[i] + "\"");
+        if (!inlineValue) {
+            if (i + 1 >= args.size()) return fail(name + " needs a value");
+            value = args[++i];
+        }
+        if (name == "--profile") {
+            if (!ParseProfile(value, &o.module.profile))
+                return fail("unknown profile \"" + value + "\" (see --help)");
+        } else if (name == "--link") {
+            if (value.empty()) return fail("--link needs a path");
+            o.link = value;
+        } else if (name == "--state") {
+            if (value.empty()) return fail("--state needs a path");
+            o.statePath = value;
+        } else if (name == "--trace") {
+            if (value.empty()) return fail("--trace needs a path");
+            o.tracePath = value;
+        } else if (name == "--devices") {
+            std::string text, why;
+            if (!ReadFile(value, &text)) return fail("cannot read devices file \"" + value + "\"");
+            if (!ParseDevices(text, &o.module.devices, &why)) return fail(value + ": " + why);
+        } else if (name == "--fault") {
+            Fault f;
+            std::string why;
+            if (!ParseFault(value, &f, &why)) return fail(why);
+            o.module.faults.push_back(f);
+        } else if (name == "--answer-delay") {
+            if (!ParseInt(value, 0, 10000, &o.module.answerDelayMs))
+                return fail("--answer-delay takes 0 to 10000 ms");
+        } else if (name == "--search-time") {
+            if (!ParseInt(value, 10, 600000, &o.module.searchTimeMs))
+                return fail("--search-time takes 10 to 600000 ms");
+        } else if (name == "--baud") {
+            if (!ParseInt(value, 300, 4000000, &o.module.baud))
+                return fail("--baud takes 300 to 4000000 bits per second");
+        } else if (name == "--seed") {
+            int seed = 0;
+            if (!ParseInt(value, 0, 2000000000, &seed)) return fail("--seed takes a number");
+            o.module.seed = static_cast<uint32_t>(seed);
+        } else if (name == "--pairing") {
+            const size_t at = value.find('@');
+            if (!ParsePairingOutcome(value.substr(0, at), &o.module.pairingOutcome))
+                return fail("--pairing takes complete, timeout, failed or error, then @MS");
+            if (at != std::string::npos &&
+                !ParseInt(value.substr(at + 1), 0, 600000, &o.module.pairingDelayMs))
+                return fail("--pairing delay takes 0 to 600000 ms");
+        }
+    }
+    *out = o;
+    return true;
+}
+
+std::string SimUsage() {
+    std::string profiles;
+    int count = 0;
+    for (const std::string& p : ProfileNames()) {
+        if (count > 0) profiles += count % 4 == 0 ? "\n    " : ", ";
+        profiles += p;
+        ++count;
+    }
+    std::string text = R"(Usage: nvmsim [OPTION]...
+Serves a virtual adapter module on a pseudo-terminal. The first line printed is
+the device to open (the link when --link is given); the module answers until
+the program gets SIGINT or SIGTERM.
+
+Options:
+  --profile NAME       the module simulated (default: "default"), see Profiles
+  --link PATH          make PATH a symbolic link to the device (removed at exit)
+  --state FILE         load the module's settings from FILE at start and save
+                       them there after every change
+  --trace FILE         write every frame to FILE as it goes ("recv 1c 00" from
+                       the host, "send 1c 06 01 ..." from the module)
+  --devices FILE       the remote devices a search finds (see Devices file)
+  --fault SPEC         misbehave on purpose; may be repeated (see Faults)
+  --pairing OUTCOME[@MS]
+                       outcome of a pairing: complete, timeout, failed or error,
+                       reported MS ms after the pairing command (default
+                       complete@1500)
+  --search-time MS     how long a search of duration 12 takes (default 3000);
+                       other durations scale with it
+  --answer-delay MS    the module's think time before an answer (default 2)
+  --baud N             line speed for pacing the module's bytes, 10 bits a byte
+                       (default 38400)
+  --seed N             seed of the random bytes of the split and garbage faults
+  --help               show this text
+
+Profiles:
+  default            = code3-3.02: product code 3, software 3.02, every group
+  codeN-X.YY         product code N (1 to 5) with software X.YY (2.10, 3.00 or
+                     3.02); codes 2, 3 and 4 are the second generation
+  gen1-X.YY, gen2-X.YY  the same as code1-X.YY and code3-X.YY
+  Software 2.10 has no article number, advanced settings or user baudrate;
+  3.00 adds them; 3.02 adds quality of service and, on the second generation,
+  audio (SCO). Handshake emulation needs the second generation. A command the
+  software does not know answers status 255, one the hardware lacks 254.
+  All names:
+    )" + profiles +
+                       R"(
+
+Devices file:
+  One device a line: six hexadecimal address bytes, the name (spaces allowed,
+  at most 32 bytes sent), and optionally the Class of Device as 0x followed by
+  hexadecimal digits at the end of the line. Blank lines and lines starting
+  with '#' are skipped. For example:
+    02 1a 7d 3c 11 01  Workshop Laptop  0x02010c
+    02 22 48 5e 9a 02  Service Phone    0x5a020c
+  Without --devices four built-in devices are found. A search whose class
+  filter names a major device class finds only the devices of that class.
+
+Faults (OP is an opcode, in hexadecimal 0x.. or decimal; without OP a fault
+applies to every frame, the probe included; for answers OP is the command's
+opcode, the search events are 0x60 and the pairing event 0x65):
+  silent, silent:OP    no answer at all / to OP
+  opcode:OP=NEW        answer OP with opcode NEW
+  status:OP=N          answer OP with status N and no data
+  split, split:OP      send the answer in pieces of 1 to 3 bytes with pauses of
+                       about 40 ms (the whole within about 0.3 s)
+  garbage:OP=N         send N random bytes instead of the answer
+  delay:OP=MS          answer MS ms late
+  Example: --fault silent:0x40 answers the probe but never the identity read.
+
+Settings state file:
+  Plain text, one "key value" line per setting, for example
+  "device_name Norvane NVM-220"; bytes outside printable ASCII are written as
+  \xNN. Unknown lines are ignored.
+
+Exit status: 0 after SIGINT or SIGTERM, 1 when no pseudo-terminal can be made,
+2 for a bad option.
+)";
+    return text;
+}
+
+} // namespace sim
