@@ -30,6 +30,7 @@
 #include <QTimer>
 #include <QVBoxLayout>
 
+#include <algorithm>
 #include <sstream>
 #include <string>
 
@@ -208,6 +209,18 @@ QWidget* TMainForm::BuildGeneralPage() {
     namesForm->addRow(QStringLiteral("Bluetooth service name:"), genServName);
     layout->addWidget(names);
     layout->addStretch(1);
+
+    // One column of captions across both boxes, so the values line up.
+    QList<QWidget*> captions;
+    for (QFormLayout* form : {infoForm, namesForm})
+        for (int row = 0; row < form->rowCount(); ++row)
+            if (QLayoutItem* item = form->itemAt(row, QFormLayout::LabelRole))
+                if (item->widget() != nullptr) captions << item->widget();
+    int width = 0;
+    for (QWidget* caption : captions)
+        width = std::max(width, caption->sizeHint().width());
+    for (QWidget* caption : captions)
+        caption->setMinimumWidth(width);
     return page;
 }
 
