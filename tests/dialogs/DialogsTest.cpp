@@ -14,6 +14,31 @@
 #include <QPushButton>
 #include <QtTest>
 
+namespace {
+
+// Retry and Exit answer with their tags and close the dialog; the close box
+// gives Exit's answer, the one that tries nothing further.
+template <class Dialog> void CheckRetryExit(Dialog& dialog, int retry, int exit) {
+    QCOMPARE(dialog.RetryButton->text(), QString("Retry"));
+    QCOMPARE(dialog.ExitButton->text(), QString("Exit"));
+    const QList<std::function<void(QWidget*)>> answers = {
+        [&](QWidget*) { dialog.RetryButton->click(); },
+        [&](QWidget*) { dialog.ExitButton->click(); },
+        [](QWidget* modal) { modal->close(); },
+        [&](QWidget*) { dialog.RetryButton->click(); },
+    };
+    QList<int> tags;
+    for (const auto& answer : answers) {
+        AnswerNextModal(answer);
+        dialog.exec();
+        QVERIFY(!dialog.isVisible());
+        tags << dialog.tag;
+    }
+    QCOMPARE(tags, QList<int>({retry, exit, exit, retry}));
+}
+
+} // namespace
+
 class DialogsTest : public QObject {
     Q_OBJECT
 
@@ -164,6 +189,21 @@ class DialogsTest : public QObject {
         });
         form.ShowModal();
         QCOMPARE(helpShown, QList<int>({121}));
+    }
+
+    // The title bar's help button: a "what's this" click anywhere in the report
+    // opens the same topic as the Help button.
+    void errorTitleBarHelp() {
+        TErrorForm form;
+        QVERIFY(form.windowFlags().testFlag(Qt::WindowContextHelpButtonHint));
+        FillDeviceError(form, 0x1c4);
+        form.helpContext = 72;
+        form.show();
+        QHelpEvent click(QEvent::WhatsThis, QPoint(4, 4),
+                         form.Description->mapToGlobal(QPoint(4, 4)));
+        QApplication::sendEvent(form.Description, &click);
+        QApplication::sendEvent(form.Label3, &click);
+        QCOMPARE(helpShown, QList<int>({120, 72}));
     }
 
     // ---- progress -----------------------------------------------------------
@@ -335,22 +375,7 @@ class DialogsTest : public QObject {
             QStringList({"COM port could not be opened!",
                          "Opening the selected COM port failed. Make sure that the",
                          "selected COM port exists and that no other program is using", "it. "}));
-        QCOMPARE(dialog.RetryButton->text(), QString("Retry"));
-        QCOMPARE(dialog.ExitButton->text(), QString("Exit"));
-
-        dialog.tag = 5;
-        dialog.RetryButton->click();
-        QCOMPARE(dialog.tag, 0);
-        dialog.ExitButton->click();
-        QCOMPARE(dialog.tag, -1);
-
-        dialog.tag = 0;
-        AnswerNextModal([&](QWidget*) { dialog.RetryButton->click(); });
-        dialog.exec();
-        QCOMPARE(dialog.tag, 0);
-        AnswerNextModal([](QWidget* modal) { modal->close(); });
-        dialog.exec();
-        QCOMPARE(dialog.tag, -1); // the close box leaves
+        CheckRetryExit(dialog, 0, -1);
     }
 
     void connectError() {
@@ -362,20 +387,7 @@ class DialogsTest : public QObject {
                               "and that your Norvane Bluetooth unit is correctly powered.",
                               "Also note that it is not possible to configure your unit while it",
                               "has an established Bluetooth connection."}));
-        QCOMPARE(dialog.RetryButton->text(), QString("Retry"));
-        QCOMPARE(dialog.ExitButton->text(), QString("Exit"));
-
-        dialog.RetryButton->click();
-        QCOMPARE(dialog.tag, 1);
-        dialog.ExitButton->click();
-        QCOMPARE(dialog.tag, 0);
-
-        AnswerNextModal([&](QWidget*) { dialog.RetryButton->click(); });
-        dialog.exec();
-        QCOMPARE(dialog.tag, 1);
-        AnswerNextModal([](QWidget* modal) { modal->close(); });
-        dialog.exec();
-        QCOMPARE(dialog.tag, 0); // the close box leaves
+        CheckRetryExit(dialog, 1, 0);
     }
 };
 

@@ -273,13 +273,6 @@ class HelpTest : public QObject {
 
     // ---- desktop --------------------------------------------------------------
 
-    void names() {
-        QCOMPARE(QString(Desktop::kApplicationTitle), QString("Norvane Bluetooth Configuration"));
-        QCOMPARE(QString(Desktop::kHelpFileName), QString("BTCONF.HLP"));
-        QVERIFY(QUrl(QString(Desktop::kMakerAddress)).isValid());
-        QVERIFY(QString(Desktop::kMakerAddress).startsWith("https://"));
-    }
-
     void seamsAnswerInsteadOfTheDesktop() {
         QStringList asked;
         QList<bool> kinds;
