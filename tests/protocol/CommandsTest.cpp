@@ -9,10 +9,10 @@ namespace {
 using Call = std::function<int32_t(Communicator&)>;
 
 struct CommandCase {
-    const char* name;
-    Bytes request;    // what must go out on the wire
-    uint8_t answerOp; // opcode the module answers with
+    Bytes request; // what must go out on the wire
     Call call;
+    // The module acknowledges the close notification with 0x42.
+    uint8_t AnswerOp() const { return request[0] == 0x50 ? 0x42 : request[0]; }
 };
 
 const uint8_t kAddress[6] = {0x00, 0x11, 0x22, 0x33, 0x44, 0x55};
@@ -22,258 +22,108 @@ const uint8_t kPortA[] = {'P', 'o', 'r', 't', ' ', 'A'};
 const uint8_t kCom[] = {'C', 'O', 'M'};
 const uint8_t kKey[] = {'1', '2', '3', '4'};
 
-// Every configuration command with valid arguments and the frame it must send.
-std::vector<CommandCase> AllCommands() {
-    uint8_t b1 = 0, b5[5] = {}, b6[6] = {}, b12[12] = {}, b3[3] = {}, b4[4] = {};
+// Scratch outputs of the get commands in the table.
+struct Scratch {
+    uint8_t b1 = 0, b3[3] = {}, b4[4] = {}, b5[5] = {}, b6[6] = {}, b12[12] = {};
     uint16_t w1 = 0, w2 = 0, w3 = 0, w4 = 0;
     int16_t s1 = 0;
+    int32_t power = 0, length = 0;
     std::string text;
-    int32_t length = 0;
-    // The lambdas only write to these scratch outputs; they are copied in.
-    return {
-        {"GetDeviceMode",
-         {0x12, 0x00},
-         0x12,
-         [=](Communicator& c) mutable { return c.GetDeviceMode(b1); }},
-        {"SetDeviceMode",
-         {0x13, 0x01, 0x02},
-         0x13,
-         [](Communicator& c) { return c.SetDeviceMode(2); }},
-        {"GetSerialSettings",
-         {0x14, 0x00},
-         0x14,
-         [=](Communicator& c) mutable { return c.GetSerialSettings(b5); }},
-        {"SetSerialSettings",
-         {0x15, 0x05, 0x09, 0x01, 0x02, 0x08, 0x01},
-         0x15,
-         [](Communicator& c) { return c.SetSerialSettings(9, 1, 2, 8, 1); }},
-        {"GetConnectAddress",
-         {0x16, 0x00},
-         0x16,
-         [=](Communicator& c) mutable { return c.GetConnectAddress(b6); }},
-        {"SetConnectAddress",
-         {0x17, 0x06, 0x00, 0x11, 0x22, 0x33, 0x44, 0x55},
-         0x17,
-         [](Communicator& c) { return c.SetConnectAddress(kAddress); }},
-        {"GetAcceptedAddress",
-         {0x18, 0x00},
-         0x18,
-         [=](Communicator& c) mutable { return c.GetAcceptedAddress(b6); }},
-        {"SetAcceptedAddress",
-         {0x19, 0x06, 0x00, 0x11, 0x22, 0x33, 0x44, 0x55},
-         0x19,
-         [](Communicator& c) { return c.SetAcceptedAddress(kAddress); }},
-        {"GetDeviceName",
-         {0x1C, 0x00},
-         0x1C,
-         [=](Communicator& c) mutable { return c.GetDeviceName(text, length); }},
-        {"SetDeviceName",
-         {0x1D, 0x06, 'P', 'o', 'r', 't', ' ', 'A'},
-         0x1D,
-         [](Communicator& c) { return c.SetDeviceName(kPortA, 6); }},
-        {"GetServiceName",
-         {0x1E, 0x00},
-         0x1E,
-         [=](Communicator& c) mutable { return c.GetServiceName(text, length); }},
-        {"SetServiceName",
-         {0x1F, 0x03, 'C', 'O', 'M'},
-         0x1F,
-         [](Communicator& c) { return c.SetServiceName(kCom, 3); }},
-        {"GetModuleInfo",
-         {0x40, 0x00},
-         0x40,
-         [=](Communicator& c) mutable { return c.GetModuleInfo(b12); }},
-        {"GetArticleNumber",
-         {0x41, 0x00},
-         0x41,
-         [=](Communicator& c) mutable { return c.GetArticleNumber(text); }},
-        {"GetLocalAddress",
-         {0x42, 0x00},
-         0x42,
-         [=](Communicator& c) mutable { return c.GetLocalAddress(b6); }},
-        {"NotifyClose", {0x50, 0x00}, 0x42, [](Communicator& c) { return c.NotifyClose(); }},
-        {"GetPairedDevice",
-         {0x62, 0x00},
-         0x62,
-         [=](Communicator& c) mutable { return c.GetPairedDevice(b6); }},
-        {"GetSecurityFlags",
-         {0x66, 0x00},
-         0x66,
-         [=](Communicator& c) mutable { return c.GetSecurityFlags(b3); }},
-        {"SetSecurityFlags",
-         {0x67, 0x03, 0x01, 0x00, 0x01},
-         0x67,
-         [](Communicator& c) { return c.SetSecurityFlags(1, 0, 1); }},
-        {"GetPasskey",
-         {0x68, 0x00},
-         0x68,
-         [=](Communicator& c) mutable { return c.GetPasskey(text); }},
-        {"SetPasskey",
-         {0x69, 0x04, '1', '2', '3', '4'},
-         0x69,
-         [](Communicator& c) { return c.SetPasskey(kKey, 4); }},
-        {"GetPerformanceMode",
-         {0xC0, 0x00},
-         0xC0,
-         [=](Communicator& c) mutable { return c.GetPerformanceMode(b1); }},
-        {"SetPerformanceMode",
-         {0xC1, 0x01, 0x01},
-         0xC1,
-         [](Communicator& c) { return c.SetPerformanceMode(1); }},
-        {"GetLinkTimeout",
-         {0xC2, 0x00},
-         0xC2,
-         [=](Communicator& c) mutable { return c.GetLinkTimeout(w1); }},
-        {"SetLinkTimeout",
-         {0xC3, 0x02, 0x23, 0x45},
-         0xC3,
-         [](Communicator& c) { return c.SetLinkTimeout(0x12345); }},
-        {"GetInquiryScan",
-         {0xC4, 0x00},
-         0xC4,
-         [=](Communicator& c) mutable { return c.GetInquiryScan(w1, w2); }},
-        {"SetInquiryScan",
-         {0xC5, 0x04, 0x08, 0x00, 0x00, 0x12},
-         0xC5,
-         [](Communicator& c) { return c.SetInquiryScan(2048, 18); }},
-        {"GetPageScan",
-         {0xC6, 0x00},
-         0xC6,
-         [=](Communicator& c) mutable { return c.GetPageScan(w1, w2); }},
-        {"SetPageScan",
-         {0xC7, 0x04, 0x10, 0x00, 0x10, 0x00},
-         0xC7,
-         [](Communicator& c) { return c.SetPageScan(4096, 4096); }},
-        {"GetSniffSettings",
-         {0xC8, 0x00},
-         0xC8,
-         [=](Communicator& c) mutable { return c.GetSniffSettings(w1, w2, w3, w4); }},
-        {"SetSniffSettings",
-         {0xC9, 0x08, 0xFF, 0xFF, 0x00, 0x01, 0x7F, 0xFF, 0x00, 0x00},
-         0xC9,
-         [](Communicator& c) { return c.SetSniffSettings(65535, 1, 32767, 0); }},
-        {"GetParkSettings",
-         {0xCA, 0x00},
-         0xCA,
-         [=](Communicator& c) mutable { return c.GetParkSettings(w1, w2); }},
-        {"SetParkSettings",
-         {0xCB, 0x04, 0x00, 0x01, 0xFF, 0xFF},
-         0xCB,
-         [](Communicator& c) { return c.SetParkSettings(1, 65535); }},
-        {"GetClassOfDevice",
-         {0xCC, 0x00},
-         0xCC,
-         [=](Communicator& c) mutable { return c.GetClassOfDevice(b4); }},
-        {"SetClassOfDevice",
-         {0xCD, 0x04, 0x00, 0x5A, 0x02, 0x0C},
-         0xCD,
-         [](Communicator& c) { return c.SetClassOfDevice(kCod); }},
-        {"GetMaxTxPower",
-         {0xD2, 0x00},
-         0xD2,
-         [=](Communicator& c) mutable { return c.GetMaxTxPower(s1); }},
-        {"SetMaxTxPower",
-         {0xD3, 0x02, 0xFF, 0xA6},
-         0xD3,
-         [](Communicator& c) {
-             int32_t v = -90;
-             return c.SetMaxTxPower(v);
-         }},
-        {"GetDefaultTxPower",
-         {0xD4, 0x00},
-         0xD4,
-         [=](Communicator& c) mutable { return c.GetDefaultTxPower(s1); }},
-        {"SetDefaultTxPower",
-         {0xD5, 0x02, 0x00, 0x14},
-         0xD5,
-         [](Communicator& c) {
-             int32_t v = 20;
-             return c.SetDefaultTxPower(v);
-         }},
-        {"GetSerialEmulation",
-         {0xD6, 0x00},
-         0xD6,
-         [=](Communicator& c) mutable { return c.GetSerialEmulation(b1); }},
-        {"SetSerialEmulation",
-         {0xD7, 0x01, 0x02},
-         0xD7,
-         [](Communicator& c) { return c.SetSerialEmulation(2); }},
-        {"GetUserBaudrate",
-         {0xD8, 0x00},
-         0xD8,
-         [=](Communicator& c) mutable { return c.GetUserBaudrate(b1, w1); }},
-        {"SetUserBaudrate",
-         {0xD9, 0x03, 0x01, 0x18, 0x00},
-         0xD9,
-         [](Communicator& c) { return c.SetUserBaudrate(1, 6144); }},
-        {"GetQualityOfService",
-         {0xDA, 0x00},
-         0xDA,
-         [=](Communicator& c) mutable { return c.GetQualityOfService(b1, b4); }},
-        {"SetQualityOfService",
-         {0xDB, 0x05, 0x02, 0x00, 0x00, 0x27, 0x10},
-         0xDB,
-         [](Communicator& c) { return c.SetQualityOfService(2, kLatency); }},
-        {"GetScoSettings",
-         {0xF0, 0x00},
-         0xF0,
-         [=](Communicator& c) mutable { return c.GetScoSettings(b1, w1); }},
-        {"SetScoSettings",
-         {0xF1, 0x03, 0x01, 0x01, 0x00},
-         0xF1,
-         [](Communicator& c) { return c.SetScoSettings(1, 256); }},
-        {"GetCodecOutputGainMax",
-         {0xF2, 0x00},
-         0xF2,
-         [=](Communicator& c) mutable { return c.GetCodecOutputGainMax(w1); }},
-        {"GetCodecOutputGain",
-         {0xF3, 0x00},
-         0xF3,
-         [=](Communicator& c) mutable { return c.GetCodecOutputGain(w1); }},
-        {"SetCodecOutputGain",
-         {0xF4, 0x02, 0x00, 0x07},
-         0xF4,
-         [](Communicator& c) { return c.SetCodecOutputGain(7); }},
-        {"GetCodecInputGainMax",
-         {0xF5, 0x00},
-         0xF5,
-         [=](Communicator& c) mutable { return c.GetCodecInputGainMax(w1); }},
-        {"GetCodecInputGain",
-         {0xF6, 0x00},
-         0xF6,
-         [=](Communicator& c) mutable { return c.GetCodecInputGain(w1); }},
-        {"SetCodecInputGain",
-         {0xF7, 0x02, 0xFF, 0xFF},
-         0xF7,
-         [](Communicator& c) { return c.SetCodecInputGain(0x1FFFF); }},
-    };
-}
+} s;
+
+using C = Communicator;
+
+// Every configuration command with valid arguments and the frame it must send.
+// clang-format off
+const std::vector<CommandCase> kAllCommands = {
+    {{0x12, 0x00}, [](C& c) { return c.GetDeviceMode(s.b1); }},
+    {{0x13, 0x01, 0x02}, [](C& c) { return c.SetDeviceMode(2); }},
+    {{0x14, 0x00}, [](C& c) { return c.GetSerialSettings(s.b5); }},
+    {{0x15, 0x05, 0x09, 0x01, 0x02, 0x08, 0x01},
+     [](C& c) { return c.SetSerialSettings(9, 1, 2, 8, 1); }},
+    {{0x16, 0x00}, [](C& c) { return c.GetConnectAddress(s.b6); }},
+    {{0x17, 0x06, 0x00, 0x11, 0x22, 0x33, 0x44, 0x55},
+     [](C& c) { return c.SetConnectAddress(kAddress); }},
+    {{0x18, 0x00}, [](C& c) { return c.GetAcceptedAddress(s.b6); }},
+    {{0x19, 0x06, 0x00, 0x11, 0x22, 0x33, 0x44, 0x55},
+     [](C& c) { return c.SetAcceptedAddress(kAddress); }},
+    {{0x1C, 0x00}, [](C& c) { return c.GetDeviceName(s.text, s.length); }},
+    {{0x1D, 0x06, 'P', 'o', 'r', 't', ' ', 'A'}, [](C& c) { return c.SetDeviceName(kPortA, 6); }},
+    {{0x1E, 0x00}, [](C& c) { return c.GetServiceName(s.text, s.length); }},
+    {{0x1F, 0x03, 'C', 'O', 'M'}, [](C& c) { return c.SetServiceName(kCom, 3); }},
+    {{0x40, 0x00}, [](C& c) { return c.GetModuleInfo(s.b12); }},
+    {{0x41, 0x00}, [](C& c) { return c.GetArticleNumber(s.text); }},
+    {{0x42, 0x00}, [](C& c) { return c.GetLocalAddress(s.b6); }},
+    {{0x50, 0x00}, [](C& c) { return c.NotifyClose(); }},
+    {{0x62, 0x00}, [](C& c) { return c.GetPairedDevice(s.b6); }},
+    {{0x66, 0x00}, [](C& c) { return c.GetSecurityFlags(s.b3); }},
+    {{0x67, 0x03, 0x01, 0x00, 0x01}, [](C& c) { return c.SetSecurityFlags(1, 0, 1); }},
+    {{0x68, 0x00}, [](C& c) { return c.GetPasskey(s.text); }},
+    {{0x69, 0x04, '1', '2', '3', '4'}, [](C& c) { return c.SetPasskey(kKey, 4); }},
+    {{0xC0, 0x00}, [](C& c) { return c.GetPerformanceMode(s.b1); }},
+    {{0xC1, 0x01, 0x01}, [](C& c) { return c.SetPerformanceMode(1); }},
+    {{0xC2, 0x00}, [](C& c) { return c.GetLinkTimeout(s.w1); }},
+    {{0xC3, 0x02, 0x23, 0x45}, [](C& c) { return c.SetLinkTimeout(0x12345); }},
+    {{0xC4, 0x00}, [](C& c) { return c.GetInquiryScan(s.w1, s.w2); }},
+    {{0xC5, 0x04, 0x08, 0x00, 0x00, 0x12}, [](C& c) { return c.SetInquiryScan(2048, 18); }},
+    {{0xC6, 0x00}, [](C& c) { return c.GetPageScan(s.w1, s.w2); }},
+    {{0xC7, 0x04, 0x10, 0x00, 0x10, 0x00}, [](C& c) { return c.SetPageScan(4096, 4096); }},
+    {{0xC8, 0x00}, [](C& c) { return c.GetSniffSettings(s.w1, s.w2, s.w3, s.w4); }},
+    {{0xC9, 0x08, 0xFF, 0xFF, 0x00, 0x01, 0x7F, 0xFF, 0x00, 0x00},
+     [](C& c) { return c.SetSniffSettings(65535, 1, 32767, 0); }},
+    {{0xCA, 0x00}, [](C& c) { return c.GetParkSettings(s.w1, s.w2); }},
+    {{0xCB, 0x04, 0x00, 0x01, 0xFF, 0xFF}, [](C& c) { return c.SetParkSettings(1, 65535); }},
+    {{0xCC, 0x00}, [](C& c) { return c.GetClassOfDevice(s.b4); }},
+    {{0xCD, 0x04, 0x00, 0x5A, 0x02, 0x0C}, [](C& c) { return c.SetClassOfDevice(kCod); }},
+    {{0xD2, 0x00}, [](C& c) { return c.GetMaxTxPower(s.s1); }},
+    {{0xD3, 0x02, 0xFF, 0xA6}, [](C& c) { return c.SetMaxTxPower(s.power = -90); }},
+    {{0xD4, 0x00}, [](C& c) { return c.GetDefaultTxPower(s.s1); }},
+    {{0xD5, 0x02, 0x00, 0x14}, [](C& c) { return c.SetDefaultTxPower(s.power = 20); }},
+    {{0xD6, 0x00}, [](C& c) { return c.GetSerialEmulation(s.b1); }},
+    {{0xD7, 0x01, 0x02}, [](C& c) { return c.SetSerialEmulation(2); }},
+    {{0xD8, 0x00}, [](C& c) { return c.GetUserBaudrate(s.b1, s.w1); }},
+    {{0xD9, 0x03, 0x01, 0x18, 0x00}, [](C& c) { return c.SetUserBaudrate(1, 6144); }},
+    {{0xDA, 0x00}, [](C& c) { return c.GetQualityOfService(s.b1, s.b4); }},
+    {{0xDB, 0x05, 0x02, 0x00, 0x00, 0x27, 0x10},
+     [](C& c) { return c.SetQualityOfService(2, kLatency); }},
+    {{0xF0, 0x00}, [](C& c) { return c.GetScoSettings(s.b1, s.w1); }},
+    {{0xF1, 0x03, 0x01, 0x01, 0x00}, [](C& c) { return c.SetScoSettings(1, 256); }},
+    {{0xF2, 0x00}, [](C& c) { return c.GetCodecOutputGainMax(s.w1); }},
+    {{0xF3, 0x00}, [](C& c) { return c.GetCodecOutputGain(s.w1); }},
+    {{0xF4, 0x02, 0x00, 0x07}, [](C& c) { return c.SetCodecOutputGain(7); }},
+    {{0xF5, 0x00}, [](C& c) { return c.GetCodecInputGainMax(s.w1); }},
+    {{0xF6, 0x00}, [](C& c) { return c.GetCodecInputGain(s.w1); }},
+    {{0xF7, 0x02, 0xFF, 0xFF}, [](C& c) { return c.SetCodecInputGain(0x1FFFF); }},
+};
+// clang-format on
 
 using CommandsTest = ProtocolTest;
 
 TEST_F(CommandsTest, EveryCommandSendsItsFrameAndSucceedsOnStatusOne) {
     const Bytes data(12, 0x01); // mode 1 for 0x12; any data for the others
-    for (const CommandCase& c : AllCommands()) {
-        port.AnswerOnce(c.request[0], ScriptedPort::Frame(c.answerOp, 1, data));
-        EXPECT_EQ(c.call(com), 0) << c.name;
-        EXPECT_EQ(Sent(), c.request) << c.name;
-        EXPECT_FALSE(port.HasPending()) << c.name;
+    for (const CommandCase& c : kAllCommands) {
+        const int op = c.request[0];
+        port.AnswerOnce(c.request[0], ScriptedPort::Frame(c.AnswerOp(), 1, data));
+        EXPECT_EQ(c.call(com), 0) << op;
+        EXPECT_EQ(Sent(), c.request) << op;
+        EXPECT_FALSE(port.HasPending()) << op;
     }
 }
 
 TEST_F(CommandsTest, EveryCommandReportsSilenceWrongOpcodeAndBadStatus) {
-    for (const CommandCase& c : AllCommands()) {
-        EXPECT_EQ(c.call(com), -1) << c.name;
-        EXPECT_EQ(Sent(), c.request) << c.name;
+    for (const CommandCase& c : kAllCommands) {
+        const int op = c.request[0];
+        EXPECT_EQ(c.call(com), -1) << op;
+        EXPECT_EQ(Sent(), c.request) << op;
 
         port.AnswerOnce(c.request[0], ScriptedPort::Frame(0x7E, 1, Bytes(12, 1)));
-        EXPECT_EQ(c.call(com), -2) << c.name;
+        EXPECT_EQ(c.call(com), -2) << op;
 
         com.statusText.clear();
-        port.AnswerOnce(c.request[0], ScriptedPort::Frame(c.answerOp, 253, Bytes(12, 1)));
-        EXPECT_EQ(c.call(com), -3) << c.name;
-        EXPECT_EQ(com.lastStatus, 253) << c.name;
-        EXPECT_EQ(com.GetErrorText(-3), "Status error - Command invalid parameter") << c.name;
+        port.AnswerOnce(c.request[0], ScriptedPort::Frame(c.AnswerOp(), 253, Bytes(12, 1)));
+        EXPECT_EQ(c.call(com), -3) << op;
+        EXPECT_EQ(com.lastStatus, 253) << op;
+        EXPECT_EQ(com.GetErrorText(-3), "Status error - Command invalid parameter") << op;
         com.lastStatus = 0;
         port.ClearWritten();
     }

@@ -200,6 +200,7 @@ TEST_F(ExchangeTest, EveryModuleStatusGivesItsText) {
         {255, "Command error"},
     };
     for (const auto& [status, text] : table) {
+        com.statusText = "stale";
         port.AnswerOnce(0x13, ScriptedPort::Frame(0x13, status));
         EXPECT_EQ(com.SetDeviceMode(1), -3) << int(status);
         EXPECT_EQ(com.lastStatus, status);
