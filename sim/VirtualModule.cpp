@@ -599,7 +599,7 @@ void VirtualModule::Advance(TimePoint now) {
             event.insert(event.end(), d.address.begin(), d.address.end());
             for (size_t i = 0; i < 32; ++i)
                 event.push_back(i < d.name.size() ? static_cast<uint8_t>(d.name[i]) : 0);
-            Send(event, 0x60, when);
+            SendEvent(event, 0x60, when);
             break;
         }
         case End:
@@ -612,7 +612,7 @@ void VirtualModule::Advance(TimePoint now) {
                 settings.pairedAddress = pairing.address;
                 Changed();
             }
-            Send({0x65, 1, status}, 0x65, when);
+            SendEvent({0x65, 1, status}, 0x65, when);
             break;
         }
         case None:
@@ -666,7 +666,7 @@ void VirtualModule::HandleFrame(const std::vector<uint8_t>& frame, TimePoint at)
         if (search.active) EndSearch(ready);
         if (pairing.active) {
             pairing.active = false;
-            Send({0x65, 1, kPairingCancelled}, 0x65, ready);
+            SendEvent({0x65, 1, kPairingCancelled}, 0x65, ready);
         }
     }
 }
@@ -1038,7 +1038,14 @@ void VirtualModule::StartSearch(const std::vector<uint8_t>& payload, TimePoint a
 
 void VirtualModule::EndSearch(TimePoint at) {
     search = Search{};
-    Send({0x60, 0x00}, 0x60, at);
+    SendEvent({0x60, 0x00}, 0x60, at);
+}
+
+void VirtualModule::SendEvent(std::vector<uint8_t> frame, int key, TimePoint ready) {
+    // The host goes on reading for a moment after an answer and drops what comes
+    // in that time; the module's own events never follow another frame so closely.
+    Send(std::move(frame), key,
+         std::max(ready, outputFreeAt + std::chrono::milliseconds(kEventGapMs)));
 }
 
 void VirtualModule::Send(std::vector<uint8_t> frame, int key, TimePoint ready) {

@@ -129,6 +129,9 @@ class VirtualModule {
   public:
     // A half frame whose next byte does not come within this time is discarded.
     static constexpr int kStallMs = 100;
+    // Quiet time on the line before an unsolicited event (search result, end of
+    // search, pairing outcome).
+    static constexpr int kEventGapMs = 30;
     // Largest backlog of host bytes not yet on the (simulated) wire.
     static constexpr size_t kMaxInput = 8192;
     // Largest backlog of bytes waiting to be sent.
@@ -196,6 +199,8 @@ class VirtualModule {
     // Sends a frame at `ready` (or later, when the line is busy), applying the
     // faults given for `key` (the command's opcode, or the event's).
     void Send(std::vector<uint8_t> frame, int key, TimePoint ready);
+    // An unsolicited event: as Send, with a quiet gap after the frame before it.
+    void SendEvent(std::vector<uint8_t> frame, int key, TimePoint ready);
     void Schedule(const std::vector<uint8_t>& bytes, TimePoint ready, bool split);
     void Changed() { ++changes; }
 

@@ -23,7 +23,7 @@ std::vector<Bytes> Frames(const Bytes& stream) {
 }
 
 // Times (ms after `from`) at which each byte became available.
-std::vector<double> ArrivalTimes(ModuleRig& rig, int ms) {
+std::vector<double> ArrivalTimes(ModuleRig& rig, int ms, Bytes* bytes = nullptr) {
     std::vector<double> times;
     const sim::TimePoint from = rig.now;
     for (int i = 0; i < ms * 10; ++i) {
@@ -31,6 +31,7 @@ std::vector<double> ArrivalTimes(ModuleRig& rig, int ms) {
         rig.module.Advance(rig.now);
         Bytes out;
         rig.module.TakeOutput(rig.now, &out);
+        if (bytes) bytes->insert(bytes->end(), out.begin(), out.end());
         for (size_t k = 0; k < out.size(); ++k)
             times.push_back(std::chrono::duration<double, std::milli>(rig.now - from).count());
     }
@@ -177,7 +178,13 @@ TEST(ModuleSearch, CancelEndsTheSearchAtOnce) {
     ModuleRig rig(config);
     EXPECT_EQ(Frames(rig.Exchange(kStartSearch, 400)),
               (std::vector<Bytes>{InquiryEvent(config.devices[0])}));
-    EXPECT_EQ(rig.Exchange({0x80, 0}), (Bytes{0x80, 1, 1, 0x60, 0}));
+    const Bytes cancel{0x80, 0};
+    rig.module.Receive(cancel.data(), cancel.size(), rig.now);
+    Bytes answer;
+    const std::vector<double> t = ArrivalTimes(rig, 100, &answer);
+    ASSERT_EQ(answer, (Bytes{0x80, 1, 1, 0x60, 0}));
+    EXPECT_GE(t[3] - t[2], sim::VirtualModule::kEventGapMs) << "a quiet gap before the event";
+    EXPECT_LT(t[4], 50);
     EXPECT_TRUE(rig.Wait(1500).empty());
     // A cancel with nothing running is simply acknowledged.
     EXPECT_EQ(rig.Exchange({0x80, 0}), (Bytes{0x80, 1, 1}));
