@@ -20,10 +20,11 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-// nvmsim started with its standard output and error on pipes.
+// A program started with its standard output and error on pipes (nvmsim unless
+// another path is given).
 class Nvmsim {
   public:
-    explicit Nvmsim(const std::vector<std::string>& args) {
+    explicit Nvmsim(const std::vector<std::string>& args, const char* path = NVMSIM_PATH) {
         int out[2], err[2];
         if (pipe(out) != 0 || pipe(err) != 0) return;
         posix_spawn_file_actions_t actions;
@@ -32,13 +33,13 @@ class Nvmsim {
         posix_spawn_file_actions_adddup2(&actions, err[1], 2);
         posix_spawn_file_actions_addclose(&actions, out[0]);
         posix_spawn_file_actions_addclose(&actions, err[0]);
-        std::vector<std::string> all{NVMSIM_PATH};
+        std::vector<std::string> all{path};
         all.insert(all.end(), args.begin(), args.end());
         std::vector<char*> argv;
         for (std::string& a : all)
             argv.push_back(a.data());
         argv.push_back(nullptr);
-        if (posix_spawn(&pid, NVMSIM_PATH, &actions, nullptr, argv.data(), environ) != 0) pid = -1;
+        if (posix_spawn(&pid, path, &actions, nullptr, argv.data(), environ) != 0) pid = -1;
         posix_spawn_file_actions_destroy(&actions);
         close(out[1]);
         close(err[1]);
@@ -227,6 +228,40 @@ TEST(Nvmsim, TraceFileShowsTheFramesAsTheyGo) {
     port.Close();
     EXPECT_EQ(sim.Stop(), 0);
     std::remove(trace.c_str());
+}
+
+TEST(Nvmquery, PrintsIdentityAndSettingsOrFailsWhenNothingAnswers) {
+    SimServer server({"--profile", "code4-3.02"});
+    ASSERT_TRUE(server.Start());
+    Nvmsim query({server.DevicePath()}, NVMQUERY_PATH);
+    EXPECT_EQ(query.Wait(5000), 0);
+    const std::string out = Nvmsim::Drain(query.outFd);
+    for (const char* line :
+         {"Connection: a module answers", "(0x40): 00 04 20 07 01 14 00 01 03 02 00 00",
+          "Product code: 4 (NVM-220X)", "Hardware version: 2007.01.14-01", "Software version: 3.02",
+          "(0x41): \"NVM220X-302-A1\"", "(0x1C): \"Norvane NVM-220X\"", "(0x42): 02 4e 56 4d 00 04",
+          "(0x14): speed 38400 (code 5)", "(0x62): not paired", "(0xC4): interval 2048, window 18",
+          "(0xD6): 0 (off)", "(0xF6): 4"})
+        EXPECT_NE(out.find(line), std::string::npos) << line << "\n" << out;
+    server.Stop();
+
+    SimServer silent({"--fault", "status:0x1e=254", "--fault", "silent:0x42"});
+    ASSERT_TRUE(silent.Start());
+    Nvmsim partly({silent.DevicePath()}, NVMQUERY_PATH);
+    EXPECT_EQ(partly.Wait(5000), 0);
+    const std::string errors = Nvmsim::Drain(partly.outFd);
+    EXPECT_NE(errors.find("(0x1E): failed (-3) Status error - Command failed"), std::string::npos)
+        << errors;
+    EXPECT_NE(errors.find("(0x42): failed (-1) Communication timeout"), std::string::npos)
+        << errors;
+    silent.Stop();
+
+    SimServer mute({"--fault", "silent"});
+    ASSERT_TRUE(mute.Start());
+    Nvmsim none({mute.DevicePath()}, NVMQUERY_PATH);
+    EXPECT_EQ(none.Wait(5000), 1);
+    EXPECT_NE(Nvmsim::Drain(none.outFd).find("No module answers: Communication timeout"),
+              std::string::npos);
 }
 
 } // namespace
