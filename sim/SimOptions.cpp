@@ -124,7 +124,8 @@ the program gets SIGINT or SIGTERM.
 
 Options:
   --profile NAME       the module simulated (default: "default"), see Profiles
-  --link PATH          make PATH a symbolic link to the device (removed at exit)
+  --link PATH          make PATH a symbolic link to the device (removed at exit;
+                       an existing link is replaced, any other file refused)
   --state FILE         load the module's settings from FILE at start and save
                        them there after every change
   --trace FILE         write every frame to FILE as it goes ("recv 1c 00" from
@@ -134,7 +135,8 @@ Options:
   --pairing OUTCOME[@MS]
                        outcome of a pairing: complete, timeout, failed or error,
                        reported MS ms after the pairing command (default
-                       complete@1500)
+                       complete@1500); a module told to wait for the remote
+                       side (0x63) pairs with the first device of the list
   --search-time MS     how long a search of duration 12 takes (default 3000);
                        other durations scale with it
   --answer-delay MS    the module's think time before an answer (default 2)
@@ -177,6 +179,8 @@ opcode, the search events are 0x60 and the pairing event 0x65):
   garbage:OP=N         send N random bytes instead of the answer
   delay:OP=MS          answer MS ms late
   Example: --fault silent:0x40 answers the probe but never the identity read.
+  Without faults, a search result, the end of a search and a pairing outcome
+  always come at least 30 ms after the frame before them.
 
 Settings state file:
   Plain text, one "key value" line per setting, for example

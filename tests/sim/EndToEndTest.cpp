@@ -346,7 +346,7 @@ TEST(EndToEnd, PairingCompletesTimesOutOrIsCancelled) {
         ASSERT_TRUE(link.started);
         const auto start = Clock::now();
         EXPECT_EQ(PairAndWait(link.comm, true), 4);
-        EXPECT_LT(SecondsSince(start), 1.0) << "the cancel ends the pairing at once";
+        EXPECT_LT(SecondsSince(start), 1.5) << "the cancel ends the pairing at once, not after 5 s";
     }
     {
         // A passkey the module does not take.
@@ -365,7 +365,7 @@ TEST(EndToEnd, SilentModuleTimesOut) {
     EXPECT_EQ(link.comm.CheckConnection(), -1);
     const double took = SecondsSince(start);
     EXPECT_GE(took, 0.6);
-    EXPECT_LE(took, 1.05);
+    EXPECT_LE(took, 1.5) << "about 0.6 to 1 s, with room for a loaded machine";
     std::string name;
     int32_t full = 0;
     EXPECT_EQ(link.comm.GetDeviceName(name, full), -1);
