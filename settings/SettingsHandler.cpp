@@ -1,5 +1,16 @@
 // The messages and progress steps that every settings handler shares, so that
-// each rule lives in one place.
+// each rule lives in one place. A handler uses them like this:
+//
+//   Validate, one rule:
+//     if (value is bad) return ReportInputError("headline", "rule text", helpContext);
+//   ReadFromDevice, one command:
+//     result = comm->GetSomething(value);
+//     if (result != 0) return ReportCommError(false, 0x100 + opcode, result);
+//     StepProgress();
+//   WriteToDevice, one command:
+//     result = comm->SetSomething(value);
+//     if (result != 0) return ReportCommError(true, 0x200 + opcode, result);
+//     StepProgress(true); // a write repaints the bar at once
 #include "SettingsHandler.h"
 
 #include "Communicator.h"
