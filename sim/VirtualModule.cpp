@@ -752,9 +752,12 @@ std::vector<uint8_t> VirtualModule::Answer(const std::vector<uint8_t>& f, TimePo
     const size_t n = f.size() - 2; // payload length
     Settings& s = settings;
     auto status = [op](uint8_t st) { return std::vector<uint8_t>{op, 1, st}; };
-    auto ok = [op](std::vector<uint8_t> data) {
-        std::vector<uint8_t> out{op, static_cast<uint8_t>(data.size() + 1), kOk};
-        out.insert(out.end(), data.begin(), data.end());
+    auto ok = [op](const std::vector<uint8_t>& data) {
+        std::vector<uint8_t> out(data.size() + 3);
+        out[0] = op;
+        out[1] = static_cast<uint8_t>(data.size() + 1);
+        out[2] = kOk;
+        std::copy(data.begin(), data.end(), out.begin() + 3);
         return out;
     };
     auto word = [](uint16_t v) {
