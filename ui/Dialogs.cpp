@@ -399,56 +399,63 @@ TSerChooseForm::TSerChooseForm(QWidget* parent) : QDialog(parent) {
 // ---------------------------------------------------------------------------
 // TComOpenError
 
-TComOpenError::TComOpenError(QWidget* parent) : QDialog(parent) {
-    setObjectName("TComOpenError");
-    setWindowTitle("Error while opening COM port");
-
-    auto* icon = NewLabel(this, "Image1", QString());
-    const int iconSize = style()->pixelMetric(QStyle::PM_MessageBoxIconSize, nullptr, this);
-    icon->setPixmap(
-        style()->standardIcon(QStyle::SP_MessageBoxCritical, nullptr, this).pixmap(iconSize));
-    auto* line1 = NewLabel(this, "Label1", "COM port could not be opened!");
-    MakeBold(line1);
-    auto* line2 =
-        NewLabel(this, "Label2", "Opening the selected COM port failed. Make sure that the");
-    auto* line3 =
-        NewLabel(this, "Label3", "selected COM port exists and that no other program is using");
-    auto* line4 = NewLabel(this, "Label4", "it. ");
-
-    RetryButton = NewButton(this, "RetryButton", "Retry");
-    RetryButton->setDefault(true);
-    ExitButton = NewButton(this, "ExitButton", "Exit");
-    ExitButton->setAutoDefault(false);
-
+// The two start-up error dialogs: an icon, a bold first line and its explanation,
+// and Retry and Exit, each closing the dialog with its own tag. Closed any other
+// way, the dialog answers as Exit, the answer that tries nothing further.
+static void BuildRetryExit(QDialog* dialog, QStyle::StandardPixmap iconKind,
+                           const QStringList& lines, int& tag, int retryTag, int exitTag,
+                           QPushButton*& retry, QPushButton*& exit) {
+    auto* icon = NewLabel(dialog, "Image1", QString());
+    const int iconSize =
+        dialog->style()->pixelMetric(QStyle::PM_MessageBoxIconSize, nullptr, dialog);
+    icon->setPixmap(dialog->style()->standardIcon(iconKind, nullptr, dialog).pixmap(iconSize));
     auto* texts = new QVBoxLayout;
-    texts->addWidget(line1);
-    texts->addSpacing(6);
-    texts->addWidget(line2);
-    texts->addWidget(line3);
-    texts->addWidget(line4);
+    for (int i = 0; i < lines.size(); ++i) {
+        const QByteArray name = "Label" + QByteArray::number(i + 1);
+        QLabel* line = NewLabel(dialog, name.constData(), lines[i]);
+        texts->addWidget(line);
+        if (i == 0) {
+            MakeBold(line);
+            texts->addSpacing(6);
+        }
+    }
+    retry = NewButton(dialog, "RetryButton", "Retry");
+    retry->setDefault(true);
+    exit = NewButton(dialog, "ExitButton", "Exit");
+    exit->setAutoDefault(false);
+
     auto* top = new QHBoxLayout;
     top->addWidget(icon, 0, Qt::AlignTop);
     top->addSpacing(8);
     top->addLayout(texts);
     auto* buttons = new QHBoxLayout;
     buttons->addStretch(1);
-    buttons->addWidget(RetryButton);
-    buttons->addWidget(ExitButton);
-    auto* layout = new QVBoxLayout(this);
+    buttons->addWidget(retry);
+    buttons->addWidget(exit);
+    auto* layout = new QVBoxLayout(dialog);
     layout->addLayout(top);
     layout->addLayout(buttons);
-    FixBorder(this, layout);
+    FixBorder(dialog, layout);
 
-    connect(RetryButton, &QPushButton::clicked, this, [this] {
-        tag = 0;
-        accept();
+    QObject::connect(retry, &QPushButton::clicked, dialog, [dialog, &tag, retryTag] {
+        tag = retryTag;
+        dialog->accept();
     });
-    connect(ExitButton, &QPushButton::clicked, this, [this] {
-        tag = -1;
-        reject();
+    QObject::connect(exit, &QPushButton::clicked, dialog, [dialog, &tag, exitTag] {
+        tag = exitTag;
+        dialog->reject();
     });
-    // Closed any other way: as Exit, the answer that tries nothing further.
-    connect(this, &QDialog::rejected, this, [this] { tag = -1; });
+    QObject::connect(dialog, &QDialog::rejected, dialog, [&tag, exitTag] { tag = exitTag; });
+}
+
+TComOpenError::TComOpenError(QWidget* parent) : QDialog(parent) {
+    setObjectName("TComOpenError");
+    setWindowTitle("Error while opening COM port");
+    BuildRetryExit(this, QStyle::SP_MessageBoxCritical,
+                   {"COM port could not be opened!",
+                    "Opening the selected COM port failed. Make sure that the",
+                    "selected COM port exists and that no other program is using", "it. "},
+                   tag, 0, -1, RetryButton, ExitButton);
 }
 
 // ---------------------------------------------------------------------------
@@ -457,55 +464,11 @@ TComOpenError::TComOpenError(QWidget* parent) : QDialog(parent) {
 TConnectErrorForm::TConnectErrorForm(QWidget* parent) : QDialog(parent) {
     setObjectName("TConnectErrorForm");
     setWindowTitle("Local Bluetooth unit not found");
-
-    auto* icon = NewLabel(this, "Image1", QString());
-    const int iconSize = style()->pixelMetric(QStyle::PM_MessageBoxIconSize, nullptr, this);
-    icon->setPixmap(
-        style()->standardIcon(QStyle::SP_MessageBoxWarning, nullptr, this).pixmap(iconSize));
-    auto* line1 = NewLabel(this, "Label1", "Norvane Bluetooth unit not found!");
-    MakeBold(line1);
-    auto* line2 =
-        NewLabel(this, "Label2", "Please ensure that you have selected the correct com port");
-    auto* line3 =
-        NewLabel(this, "Label3", "and that your Norvane Bluetooth unit is correctly powered.");
-    auto* line4 = NewLabel(this, "Label4",
-                           "Also note that it is not possible to configure your unit while it");
-    auto* line5 = NewLabel(this, "Label5", "has an established Bluetooth connection.");
-
-    RetryButton = NewButton(this, "RetryButton", "Retry");
-    RetryButton->setDefault(true);
-    ExitButton = NewButton(this, "ExitButton", "Exit");
-    ExitButton->setAutoDefault(false);
-
-    auto* texts = new QVBoxLayout;
-    texts->addWidget(line1);
-    texts->addSpacing(6);
-    texts->addWidget(line2);
-    texts->addWidget(line3);
-    texts->addSpacing(4);
-    texts->addWidget(line4);
-    texts->addWidget(line5);
-    auto* top = new QHBoxLayout;
-    top->addWidget(icon, 0, Qt::AlignTop);
-    top->addSpacing(8);
-    top->addLayout(texts);
-    auto* buttons = new QHBoxLayout;
-    buttons->addStretch(1);
-    buttons->addWidget(RetryButton);
-    buttons->addWidget(ExitButton);
-    auto* layout = new QVBoxLayout(this);
-    layout->addLayout(top);
-    layout->addLayout(buttons);
-    FixBorder(this, layout);
-
-    connect(RetryButton, &QPushButton::clicked, this, [this] {
-        tag = 1;
-        accept();
-    });
-    connect(ExitButton, &QPushButton::clicked, this, [this] {
-        tag = 0;
-        reject();
-    });
-    // Closed any other way: as Exit.
-    connect(this, &QDialog::rejected, this, [this] { tag = 0; });
+    BuildRetryExit(this, QStyle::SP_MessageBoxWarning,
+                   {"Norvane Bluetooth unit not found!",
+                    "Please ensure that you have selected the correct com port",
+                    "and that your Norvane Bluetooth unit is correctly powered.",
+                    "Also note that it is not possible to configure your unit while it",
+                    "has an established Bluetooth connection."},
+                   tag, 1, 0, RetryButton, ExitButton);
 }
