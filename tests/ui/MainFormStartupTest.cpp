@@ -5,119 +5,62 @@
 #include "mSerial.h"
 
 #include <QApplication>
-#include <QCheckBox>
-#include <QComboBox>
 #include <QLabel>
-#include <QPushButton>
 #include <QTest>
-
-namespace {
-const std::string kProbe = "01 04 ff 00 55 aa";
-}
 
 class MainFormStartupTest : public QObject {
     Q_OBJECT
   private slots:
     void initTestCase() { QApplication::setQuitOnLastWindowClosed(false); }
 
-    void cancelInChooserEndsQuietly() {
-        WindowRig rig;
-        rig.chooserPorts = {0};
-        QVERIFY(rig.StartUntilQuit());
-        QCOMPARE(*rig.quitStatus, 0);
-        QCOMPARE(rig.choosersShown, 1);
-        QVERIFY(rig.form->noModule);
-        QVERIFY(!rig.form->serPort.IsOpen());
-        QTest::qWait(150);
-        QVERIFY(rig.Received().empty());
-        QVERIFY(rig.questions.isEmpty());
-        QVERIFY(!rig.form->StartTimer->isActive());
+    // COM1 has no device behind it, COM2 is the module. Retry brings the chooser
+    // back with the last choice; Exit ends the program with nothing sent.
+    void startup_data() {
+        QTest::addColumn<QString>("fault");
+        QTest::addColumn<QList<int>>("ports");   // chosen each time the chooser comes up
+        QTest::addColumn<QList<int>>("retries"); // Retry (1) or Exit (0) in the error dialog
+        QTest::addColumn<QList<int>>("indexes"); // the chooser's selection as it came up
+        QTest::addColumn<QList<int>>("errors");  // port open errors, module not found
+        QTest::addColumn<QStringList>("received");
+        const QString probe = "01 04 ff 00 55 aa";
+        QTest::newRow("no device, Exit") << "" << QList<int>{1} << QList<int>{0} << QList<int>{0}
+                                         << QList<int>{1, 0} << QStringList();
+        QTest::newRow("silent module, Retry, Exit")
+            << "silent" << QList<int>{2, 2} << QList<int>{1, 0} << QList<int>{0, 1}
+            << QList<int>{0, 2} << QStringList{probe, probe};
+        QTest::newRow("no device, Retry, the module")
+            << "" << QList<int>{1, 2} << QList<int>{1} << QList<int>{0, 0} << QList<int>{1, 0}
+            << QStringList{probe, probe, "40 00", "41 00", "1c 00", "1e 00", "42 00"};
     }
-
-    void portWithoutDeviceOffersRetryAndExit() {
-        WindowRig rig;
-        // COM1 has no device behind it; COM2 is the module.
+    void startup() {
+        QFETCH(QString, fault);
+        QFETCH(QList<int>, ports);
+        QFETCH(QList<int>, retries);
+        QFETCH(QList<int>, indexes);
+        QFETCH(QList<int>, errors);
+        QFETCH(QStringList, received);
+        WindowRig rig(fault.isEmpty() ? std::vector<std::string>()
+                                      : std::vector<std::string>{"--fault", fault.toStdString()});
         PortTable::Set({"/dev/nvm-test-no-such-port", rig.sim.DevicePath()});
-        rig.chooserPorts = {1, 1};
-        rig.openErrorRetries = {true, false};
-        QVERIFY(rig.StartUntilQuit());
-        QCOMPARE(*rig.quitStatus, 0);
-        // Retry brought the chooser back; Exit ended the program.
-        QCOMPARE(rig.choosersShown, 2);
-        QCOMPARE(rig.openErrorsShown, 2);
-        QCOMPARE(rig.connectErrorsShown, 0);
-        QCOMPARE(rig.form->serPort.port, 1);
-        QVERIFY(!rig.form->serPort.IsOpen());
-        QTest::qWait(100);
-        QVERIFY(rig.Received().empty());
-    }
-
-    void retryCanReachTheModuleOnAnotherPort() {
-        WindowRig rig;
-        PortTable::Set({"/dev/nvm-test-no-such-port", rig.sim.DevicePath()});
-        rig.chooserPorts = {1, 2};
-        rig.openErrorRetries = {true};
-        QVERIFY(rig.StartAndRead());
-        QCOMPARE(rig.choosersShown, 2);
-        QCOMPARE(rig.openErrorsShown, 1);
-        QCOMPARE(rig.form->serPort.port, 2);
-        QVERIFY(rig.form->serPort.IsOpen());
+        rig.chooserPorts.assign(ports.begin(), ports.end());
+        for (const int retry : retries)
+            (fault.isEmpty() ? rig.openErrorRetries : rig.connectErrorRetries).push_back(retry);
+        rig.hardwareFlow = true;
+        const bool reaches = received.size() > 2;
+        QVERIFY(reaches ? rig.StartAndRead() : rig.StartUntilQuit());
+        QCOMPARE(rig.chooserIndexesSeen, indexes);
+        QCOMPARE(QList<int>({rig.openErrorsShown, rig.connectErrorsShown}), errors);
+        QCOMPARE(rig.Received(), received);
+        QCOMPARE(rig.form->serPort.IsOpen(), reaches);
+        QCOMPARE(rig.quitStatus, reaches ? std::nullopt : std::optional<int>(0));
+        if (!reaches) return;
+        // The settings the module's port is opened with, flow control as ticked.
+        const mSerial& port = rig.form->serPort;
+        QCOMPARE(port.port, 2);
+        QCOMPARE(port.handshake, mHandHardware);
+        QCOMPARE(port.baudrate, mBaud38400);
+        QVERIFY(port.databits == mData8 && port.parity == mParNone && port.stopbits == mStop1);
         QCOMPARE(rig.form->prodID->text(), QString("NVM-220"));
-        QVERIFY(!rig.quitStatus);
-    }
-
-    void silentModuleIsNotFound() {
-        WindowRig rig({"--fault", "silent"});
-        rig.chooserPorts = {1, 1};
-        rig.connectErrorRetries = {true, false};
-        QVERIFY(rig.StartUntilQuit());
-        QCOMPARE(*rig.quitStatus, 0);
-        QCOMPARE(rig.choosersShown, 2);
-        QCOMPARE(rig.connectErrorsShown, 2);
-        QCOMPARE(rig.openErrorsShown, 0);
-        // Each attempt sent the probe and nothing else; the port was closed again.
-        QCOMPARE(rig.Received(), std::vector<std::string>({kProbe, kProbe}));
-        QVERIFY(!rig.form->serPort.IsOpen());
-    }
-
-    void chooserSettingsReachThePort() {
-        WindowRig rig;
-        TMainForm& f = *rig.form;
-        // The person ticks hardware flow control in the chooser.
-        f.seams.serChoose = [&](TSerChooseForm& chooser) {
-            ++rig.choosersShown;
-            chooser.checkHWF->setChecked(true);
-            chooser.ComboBox1->setCurrentIndex(0);
-            chooser.Button1->click();
-        };
-        QVERIFY(rig.StartAndRead());
-        QCOMPARE(f.serPort.handshake, mHandHardware);
-        QCOMPARE(f.serPort.baudrate, mBaud38400);
-        QCOMPARE(f.serPort.databits, mData8);
-        QCOMPARE(f.serPort.parity, mParNone);
-        QCOMPARE(f.serPort.stopbits, mStop1);
-        QCOMPARE(f.serPort.ReadTimeout, 10);
-        QCOMPARE(f.serPort.WriteTimeout, 100);
-    }
-
-    void chooserKeepsItsSelectionAcrossRetries() {
-        WindowRig rig({"--fault", "silent"});
-        PortTable::Set({"/dev/nvm-test-no-such-port", rig.sim.DevicePath()});
-        TMainForm& f = *rig.form;
-        QList<int> seenIndexes;
-        f.seams.serChoose = [&](TSerChooseForm& chooser) {
-            seenIndexes << chooser.ComboBox1->currentIndex();
-            if (seenIndexes.size() == 1) {
-                chooser.ComboBox1->setCurrentIndex(1);
-                chooser.Button1->click();
-            } else {
-                chooser.Button2->click();
-            }
-        };
-        rig.connectErrorRetries = {true};
-        QVERIFY(rig.StartUntilQuit());
-        QCOMPARE(seenIndexes, QList<int>({0, 1}));
-        QCOMPARE(rig.connectErrorsShown, 1);
     }
 };
 

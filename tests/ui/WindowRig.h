@@ -1,26 +1,21 @@
 // A main window wired to a virtual module on a pseudo-terminal in this process:
-// the start-up dialogs, message boxes, help and web requests are answered or
-// recorded here, and every error report that comes up is read and closed.
+// the start-up dialogs and questions are answered from queues, help and web
+// requests are recorded, and every error report is read and closed.
 #pragma once
 
 #include "Desktop.h"
 #include "SimServer.h"
 #include "TMainForm.h"
 
-#include <QString>
 #include <QStringList>
 #include <QTimer>
 #include <deque>
 #include <memory>
 #include <optional>
-#include <string>
-#include <vector>
 
 // What an error report showed before the rig closed it.
 struct ShownError {
-    QString caption;
-    QString headline;
-    QString description;
+    QString caption, headline, description;
 };
 
 class WindowRig {
@@ -28,27 +23,24 @@ class WindowRig {
     // simArgs: options of the virtual module, for example {"--fault", "silent:0x40"}.
     explicit WindowRig(const std::vector<std::string>& simArgs = {});
     ~WindowRig();
-    WindowRig(const WindowRig&) = delete;
-    WindowRig& operator=(const WindowRig&) = delete;
 
     SimServer sim;
     bool simStarted = false;
     std::unique_ptr<TMainForm> form;
 
-    // Start-up answers: the chooser picks this port (0 = Cancel); the error dialogs
-    // press Retry or Exit.
+    // Start-up answers: the chooser picks this port (0 = Cancel), with hardware
+    // flow control ticked or not; the error dialogs press Retry (true) or Exit.
     std::deque<int> chooserPorts{1};
-    std::deque<bool> openErrorRetries;
-    std::deque<bool> connectErrorRetries;
-    int choosersShown = 0;
-    int openErrorsShown = 0;
-    int connectErrorsShown = 0;
+    bool hardwareFlow = false;
+    std::deque<bool> openErrorRetries, connectErrorRetries;
+    QList<int> chooserIndexesSeen; // the chooser's selection each time it came up
+    int openErrorsShown = 0, connectErrorsShown = 0;
     std::optional<int> quitStatus;
 
-    // Message boxes: every question asked, answered from the queue (else Ok / Yes).
+    // Questions asked, answered from the queue (else Ok / Yes).
     std::deque<Desktop::Answer> answers;
     QStringList questions;
-    std::vector<int> helpRequests;
+    QList<int> helpRequests;
     QStringList urlRequests;
     std::vector<ShownError> errors;
 
@@ -56,19 +48,15 @@ class WindowRig {
     bool StartAndRead();
     // Shows the window and waits until the program asks to end (no module).
     bool StartUntilQuit();
-    // Waits until the module has received a frame that starts with prefix.
-    bool WaitForReceived(const std::string& prefix, int timeoutMs = 3000);
     // The frames the module received, as "1c 00", in order.
-    std::vector<std::string> Received() const;
+    QStringList Received() const;
     void ClearTrace() { sim.ClearTrace(); }
 
   private:
     QTimer errorWatch;
 };
 
-// Waits (from inside the coming modal loop) for the next modal window, notes its
-// caption and closes it; gives up after a few seconds.
-void CloseNextModal(QString* caption);
-
 // "4e 56 4d": the bytes of a text as the trace writes them.
-std::string HexText(const std::string& text);
+inline QString Hex(const QByteArray& text) {
+    return QString::fromLatin1(text.toHex(' '));
+}
