@@ -1,0 +1,328 @@
+// mSerial against a pseudo-terminal: the port table, opening and closing, the
+// texts left on failure, the line settings that reach the device, the port
+// probe, and the bytes and timing of reads and writes.
+#include "mSerial.h"
+
+#include <algorithm>
+#include <cerrno>
+#include <chrono>
+#include <cstdio>
+#include <fcntl.h>
+#include <gtest/gtest.h>
+#include <poll.h>
+#include <regex>
+#include <set>
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <tuple>
+#include <unistd.h>
+#include <utility>
+
+// The line settings of the last request to the driver, and an errno with which
+// to refuse the next one. A pseudo-terminal keeps no character size or parity
+// of its own, so those are checked in the request. Linux only: the program is
+// linked with --wrap=tcsetattr.
+namespace {
+termios lastRequest{};
+int refuseNext = 0;
+} // namespace
+#if defined(SERIAL_TEST_RECORDS_TCSETATTR)
+constexpr bool kRecorder = true;
+extern "C" int __real_tcsetattr(int fd, int when, const termios* settings);
+extern "C" int __wrap_tcsetattr(int fd, int when, const termios* settings) {
+    lastRequest = *settings;
+    if (refuseNext == 0) return __real_tcsetattr(fd, when, settings);
+    errno = std::exchange(refuseNext, 0);
+    return -1;
+}
+#else
+constexpr bool kRecorder = false;
+#endif
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+using Strings = std::vector<std::string>;
+
+// A pseudo-terminal: the slave's path goes into the port table, the master
+// plays the far end of the line. The test's own slave descriptor keeps the line
+// up when the port closes, and shows the line settings.
+struct PtyPair {
+    PtyPair() {
+        if (master < 0 || grantpt(master) || unlockpt(master) || !ptsname(master)) return;
+        path = ptsname(master);
+        slave = open(path.c_str(), O_RDWR | O_NOCTTY);
+        termios t = Settings();
+        cfmakeraw(&t);
+        ok = slave >= 0 && tcsetattr(slave, TCSANOW, &t) == 0;
+    }
+    ~PtyPair() {
+        close(slave);
+        close(master);
+    }
+    bool Send(const Bytes& bytes) const {
+        return write(master, bytes.data(), bytes.size()) == ssize_t(bytes.size());
+    }
+    // What the far end receives (stops at `want`, or when nothing comes for waitMs).
+    Bytes Receive(size_t want, int waitMs = 500) const {
+        Bytes out;
+        uint8_t chunk[4096];
+        pollfd p{master, POLLIN, 0};
+        ssize_t n = 0;
+        while (out.size() < want && poll(&p, 1, waitMs) > 0 &&
+               (n = read(master, chunk, sizeof chunk)) > 0)
+            out.insert(out.end(), chunk, chunk + n);
+        return out;
+    }
+    // True once `count` bytes wait in the port's input queue.
+    bool WaitBuffered(int count) const {
+        int queued = 0;
+        for (int ms = 0; ms < 500 && ioctl(slave, FIONREAD, &queued) == 0; ++ms, usleep(1000))
+            if (queued >= count) return true;
+        return false;
+    }
+    termios Settings() const {
+        termios t{};
+        tcgetattr(slave, &t);
+        return t;
+    }
+    int master = posix_openpt(O_RDWR | O_NOCTTY), slave = -1;
+    std::string path;
+    bool ok = false;
+};
+
+// A port set up as the main window's: 38400 8N1, no handshake, 10 ms / 100 ms.
+class Port : public mSerial {
+  public:
+    explicit Port(int32_t n) {
+        baudrate = mBaud38400;
+        databits = mData8;
+        port = n;
+        ReadTimeout = 10;
+        WriteTimeout = 100;
+    }
+};
+
+class Serial : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        ASSERT_TRUE(pty.ok);
+        PortTable::Set({pty.path});
+    }
+    // Reads `count` bytes with the time-out given: what came, and the milliseconds it took.
+    std::pair<Bytes, long> Read(int32_t timeout, int32_t count = 64) {
+        s.ReadTimeout = timeout;
+        Bytes buffer(size_t(count) + 1, 0xEE);
+        const auto start = std::chrono::steady_clock::now();
+        const int32_t n = s.ReadBuffer(buffer.data(), count);
+        EXPECT_EQ(buffer.back(), 0xEE) << "nothing is written past the count";
+        buffer.resize(size_t(std::max(n, 0)));
+        return {buffer, Since(start)};
+    }
+    static long Since(std::chrono::steady_clock::time_point start) {
+        return long(std::chrono::duration_cast<std::chrono::milliseconds>(
+                        std::chrono::steady_clock::now() - start)
+                        .count());
+    }
+    PtyPair pty;
+    Port s{1};
+};
+
+// The group of a system device in the order the table lists them, -1 for others.
+int GroupOf(const std::string& path) {
+    const char* const prefixes[] = {"/dev/ttyUSB", "/dev/ttyACM", "/dev/rfcomm", "/dev/ttyS"};
+    for (int g = 0; g < 4; ++g)
+        if (path.rfind(prefixes[g], 0) == 0) return g;
+    return -1;
+}
+
+TEST(PortTable, GivenDevicesFirstThenTheSystemsOnceInNaturalOrderAtMost21) {
+    const Strings table = PortTable::Build({"/tmp/zz", "/dev/pts/77", "/tmp/zz", "/dev/ttyS0"});
+    ASSERT_GE(table.size(), 3u);
+    EXPECT_EQ(Strings(table.begin(), table.begin() + 3),
+              (Strings{"/tmp/zz", "/dev/pts/77", "/dev/ttyS0"}));
+    EXPECT_EQ(std::set<std::string>(table.begin(), table.end()).size(), table.size());
+    // Then USB, ACM, rfcomm and built-in ports, each group in numeric order.
+    std::pair<int, long> last{-1, 0};
+    for (auto it = table.begin() + 3; it != table.end(); ++it) {
+        const auto digits = it->find_last_not_of("0123456789") + 1;
+        const std::pair<int, long> key{GroupOf(*it),
+                                       std::strtol(it->c_str() + digits, nullptr, 10)};
+        EXPECT_GE(key.first, 0) << *it;
+        EXPECT_LT(last, key) << *it;
+        last = key;
+    }
+
+    Strings many;
+    for (int i = 0; i < 30; ++i)
+        many.push_back("/dev/given" + std::to_string(i));
+    EXPECT_EQ(PortTable::Build(many), Strings(many.begin(), many.begin() + 21));
+    PortTable::Set(many);
+    EXPECT_EQ(PortTable::Get(), Strings(many.begin(), many.begin() + 21));
+    EXPECT_EQ(PortTable::DeviceOf(21), "/dev/given20");
+    for (int n : {0, -1, 22})
+        EXPECT_EQ(PortTable::DeviceOf(n), "") << n;
+}
+
+TEST_F(Serial, OpenTwiceFailsQuietlyAndThePortStaysUsableUntilClosed) {
+    ASSERT_EQ(s.Open(), 0);
+    EXPECT_EQ(s.Open(), -1);
+    EXPECT_TRUE(s.IsOpen());
+    EXPECT_EQ(s.GetLastError(), 0);
+    EXPECT_EQ(s.GetLastErrorText(), "");
+    const Bytes frame{0x1C, 0x00};
+    EXPECT_EQ(s.WriteBuffer(frame.data(), 2), 2);
+    EXPECT_EQ(pty.Receive(2), frame);
+
+    EXPECT_EQ(s.Close(), 0);
+    uint8_t byte = 0;
+    EXPECT_EQ(s.ReadBuffer(&byte, 1), -1);
+    EXPECT_EQ(s.GetLastErrorText(), "Tried to read closed port");
+    EXPECT_EQ(s.Close(), -1);
+    EXPECT_EQ(s.GetLastErrorText(), "Close command when already closed");
+    EXPECT_EQ(s.GetLastError(), 1);
+}
+
+TEST_F(Serial, FailedOpensGiveACodeAndATextAndLeaveThePortClosed) {
+    char file[] = "/tmp/serial_test_XXXXXX";
+    close(mkstemp(file));
+    PortTable::Set({pty.path, file, "/nonexistent/serial/device", "/tmp", "/dev/null"});
+    // port, errno of a driver refusing the settings, code, text
+    const std::tuple<int32_t, int, int32_t, std::string> cases[] = {
+        {3, 0, 1, "Failed to open COM3"}, // no such device
+        {4, 0, 1, "Failed to open COM4"}, // a directory
+        {0, 0, 1, "Failed to open COM0"},
+        {9, 0, 1, "Failed to open COM9"},               // not in the table
+        {2, 0, 2, "Could not read port configuration"}, // a file has no line settings
+        {5, 0, 2, "Could not read port configuration"}, // nor has a device that is no line
+        {1, EIO, 3, "SetCommState failed with error Input/output error.\n"}};
+    for (const auto& [n, refuse, code, text] : cases) {
+        if (refuse != 0 && !kRecorder) continue;
+        Port port(n);
+        refuseNext = refuse;
+        EXPECT_EQ(port.Open(), -1) << text;
+        EXPECT_EQ(port.GetLastError(), code) << text;
+        EXPECT_EQ(port.GetLastErrorText(), text);
+        EXPECT_FALSE(port.IsOpen()) << text;
+        EXPECT_EQ(port.Close(), -1) << text;
+    }
+    // Each failed port let go of what it had opened when it went away.
+    uint8_t flags[7] = {};
+    EXPECT_EQ(s.GetValidComPorts(flags, 6), 3);
+    EXPECT_EQ(Bytes(flags, flags + 7), Bytes({0, 1, 1, 0, 0, 1, 0}));
+    std::remove(file);
+}
+
+TEST_F(Serial, ProbeCountsOpenablePortsButNotOnesHeldElsewhere) {
+    PtyPair other;
+    ASSERT_TRUE(other.ok);
+    PortTable::Set({pty.path, "/nonexistent/serial/device", other.path});
+    uint8_t flags[5] = {9, 9, 9, 9, 9};
+    EXPECT_EQ(s.GetValidComPorts(flags, 0), 0);
+    EXPECT_EQ(s.GetValidComPorts(flags, 3), 2);
+    EXPECT_EQ(Bytes(flags, flags + 5), Bytes({9, 1, 9, 1, 9}));
+
+    ASSERT_EQ(s.Open(), 0) << "the probe let go of every port";
+    Port second(1);
+    EXPECT_EQ(second.Open(), -1);
+    EXPECT_EQ(second.GetLastErrorText(), "Failed to open COM1");
+    uint8_t again[4] = {};
+    EXPECT_EQ(second.GetValidComPorts(again, 3), 1);
+    EXPECT_EQ(Bytes(again, again + 4), Bytes({0, 0, 0, 1}));
+    const uint8_t byte = 0x42;
+    EXPECT_EQ(s.WriteBuffer(&byte, 1), 1) << "the holder keeps working";
+    EXPECT_EQ(pty.Receive(1), Bytes{0x42});
+    ASSERT_EQ(s.Close(), 0);
+    EXPECT_EQ(second.Open(), 0);
+}
+
+TEST_F(Serial, LineSettingsReachTheDevice) {
+    // Start from a cooked line at 9600 with two stop bits, so that every change shows.
+    termios t = pty.Settings();
+    t.c_lflag |= ICANON | ECHO | ISIG | IEXTEN;
+    t.c_iflag |= ICRNL | INLCR | IXON | IXOFF | ISTRIP | INPCK;
+    t.c_oflag |= OPOST;
+    t.c_cflag |= CSTOPB;
+    cfsetspeed(&t, B9600);
+    ASSERT_EQ(tcsetattr(pty.slave, TCSANOW, &t), 0);
+    s.handshake = mHandHardware;
+    ASSERT_EQ(s.Open(), 0);
+    t = pty.Settings();
+    EXPECT_EQ(cfgetospeed(&t), speed_t(B38400));
+    EXPECT_EQ(cfgetispeed(&t), speed_t(B38400));
+    EXPECT_EQ(t.c_cflag & (CSTOPB | CRTSCTS | CLOCAL | CREAD), tcflag_t(CRTSCTS | CLOCAL | CREAD));
+    EXPECT_EQ(t.c_lflag & (ICANON | ECHO | ISIG | IEXTEN), 0u);
+    EXPECT_EQ(t.c_iflag & (ICRNL | INLCR | IXON | IXOFF | ISTRIP | INPCK), 0u);
+    EXPECT_EQ(t.c_oflag & OPOST, 0u);
+    if (kRecorder) {
+        EXPECT_EQ(lastRequest.c_cflag & (CSIZE | PARENB), tcflag_t(CS8));
+    }
+    // Without hardware handshake the line has no flow control; a speed value
+    // beyond the table leaves the speed as it was.
+    ASSERT_EQ(s.Close(), 0);
+    s.handshake = mHandNone;
+    s.iSetBaudrate(Ebaudrate(14));
+    ASSERT_EQ(s.Open(), 0);
+    t = pty.Settings();
+    EXPECT_EQ(t.c_cflag & CRTSCTS, 0u);
+    EXPECT_EQ(cfgetospeed(&t), speed_t(B38400));
+}
+
+TEST_F(Serial, EveryByteValueGoesBothWaysUnchanged) {
+    ASSERT_EQ(s.Open(), 0);
+    Bytes all(256);
+    for (int i = 0; i < 256; ++i)
+        all[size_t(i)] = uint8_t(i); // also those a cooked line would eat or change
+    EXPECT_EQ(s.WriteBuffer(all.data(), 256), 256);
+    EXPECT_EQ(pty.Receive(256), all);
+    EXPECT_TRUE(std::regex_match(s.GetLastErrorText(),
+                                 std::regex("SetCommState failed with error -?[0-9]+\\.\n")))
+        << s.GetLastErrorText();
+
+    // With time-out 0 a read returns at once with what is buffered.
+    const Bytes reversed(all.rbegin(), all.rend());
+    ASSERT_TRUE(pty.Send(reversed));
+    ASSERT_TRUE(pty.WaitBuffered(256));
+    const auto [got, ms] = Read(0, 300);
+    EXPECT_EQ(got, reversed);
+    EXPECT_LT(ms, 50);
+}
+
+TEST_F(Serial, ReadsEndAtTheTimeOutAfterTheLastByteOrAtTheCount) {
+    ASSERT_EQ(s.Open(), 0);
+    // Nothing arriving: time-out, least and most milliseconds the read may take.
+    const std::tuple<int32_t, long, long> silent[] = {
+        {0, 0, 50}, {-5, 0, 50}, {10, 9, 200}, {100, 95, 400}};
+    for (const auto& [timeout, least, most] : silent) {
+        const auto [got, ms] = Read(timeout);
+        EXPECT_TRUE(got.empty()) << timeout;
+        EXPECT_GE(ms, least) << timeout;
+        EXPECT_LT(ms, most) << timeout;
+    }
+    // A burst ends the read about 10 ms after its last byte, long before the time-out.
+    const Bytes burst{0x1C, 0x05, 0x01, 'a', 'b', 'c', 'd'};
+    ASSERT_TRUE(pty.Send(burst));
+    auto [got, ms] = Read(1000, 257);
+    EXPECT_EQ(got, burst);
+    EXPECT_LT(ms, 300);
+    // With count bytes there it ends at once.
+    ASSERT_TRUE(pty.Send({1, 2, 3, 4, 5, 6, 7, 8}));
+    ASSERT_TRUE(pty.WaitBuffered(8));
+    std::tie(got, ms) = Read(1000, 3);
+    EXPECT_EQ(got, Bytes({1, 2, 3}));
+    EXPECT_LT(ms, 100);
+}
+
+TEST_F(Serial, WriteToALineThatTakesNothingGivesUpAtTheTimeOut) {
+    ASSERT_EQ(s.Open(), 0);
+    Bytes big(1 << 20, 0x55); // nobody reads the far end: the line's buffers fill
+    const auto start = std::chrono::steady_clock::now();
+    const int32_t n = s.WriteBuffer(big.data(), int32_t(big.size()));
+    const long ms = Since(start);
+    EXPECT_GT(n, 0);
+    EXPECT_LT(n, int32_t(big.size()));
+    EXPECT_GE(ms, 90);
+    EXPECT_LT(ms, 1000);
+}
+
+} // namespace
