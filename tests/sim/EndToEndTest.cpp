@@ -1,426 +1,390 @@
 // The tool's core (serial port and Communicator) talking to the virtual module
-// over a real pseudo-terminal.
-#include "LinkRig.h"
+// over a real pseudo-terminal, and the nvmsim and nvmquery programs.
+#include "Communicator.h"
+#include "SimServer.h"
+#include "VirtualModule.h"
+#include "mSerial.h"
 
-#include <cstdio>
-#include <cstring>
+#include <gtest/gtest.h>
+
+#include <array>
+#include <chrono>
+#include <csignal>
 #include <fstream>
 #include <functional>
-#include <thread>
+#include <sstream>
 
+#include <fcntl.h>
+#include <spawn.h>
+#include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
+
+extern char** environ;
 
 namespace {
 
 using Clock = std::chrono::steady_clock;
-
+using A6 = std::array<uint8_t, 6>;
 const uint8_t kPeer[6] = {0x02, 0x5e, 0x11, 0xa0, 0x33, 0x07};
 
-std::vector<uint8_t> Vec(const uint8_t* p, size_t n) {
-    return std::vector<uint8_t>(p, p + n);
+// A file name of this process's own in the temporary folder.
+std::string Temp(const std::string& name) {
+    return testing::TempDir() + std::to_string(getpid()) + "-" + name;
 }
 
-TEST(EndToEnd, ProbeIdentityNamesAndTrace) {
+double SecondsSince(Clock::time_point start) {
+    return std::chrono::duration<double>(Clock::now() - start).count();
+}
+
+// The device opened through the serial port component as the tool opens its port.
+struct Host {
+    explicit Host(const std::string& device) {
+        PortTable::Set({device});
+        port.port = 1;
+        port.baudrate = mBaud38400;
+        port.databits = mData8;
+        port.ReadTimeout = 10;
+        port.WriteTimeout = 100;
+        EXPECT_EQ(port.Open(), 0) << device << ": " << port.GetLastErrorText();
+        comm.SetSerialPort(&port);
+    }
+    mSerial port;
+    Communicator comm;
+};
+
+std::string Started(SimServer& server) {
+    std::string error;
+    EXPECT_TRUE(server.Start(&error)) << error;
+    return server.DevicePath();
+}
+
+// The module served by this process, and the host on it.
+struct LinkRig {
+    explicit LinkRig(const std::vector<std::string>& args) : server(args), host(Started(server)) {}
+    SimServer server;
+    Host host;
+    Communicator& comm = host.comm;
+};
+
+// A command's result and then the values it read, as one text.
+void Put(std::ostream& o, int v) {
+    o << ' ' << v;
+}
+void Put(std::ostream& o, const std::string& s) {
+    o << ' ' << s;
+}
+template <size_t N> void Put(std::ostream& o, const std::array<uint8_t, N>& a) {
+    o << ' ' << sim::HexBytes(a.data(), N);
+}
+template <class... T> std::string Got(int32_t result, const T&... values) {
+    std::ostringstream o;
+    o << result;
+    (Put(o, values), ...);
+    return o.str();
+}
+
+TEST(EndToEnd, ProbeThenEveryCommandWritesAndReadsBackAndBadValuesAreRefusedWith253) {
     LinkRig link({});
-    ASSERT_TRUE(link.started);
-    EXPECT_LT(link.startMs, 50.0) << "the server starts fast";
     Communicator& c = link.comm;
+    std::array<uint8_t, 12> info{};
     EXPECT_EQ(c.CheckConnection(), 1);
-
-    uint8_t info[12] = {};
-    ASSERT_EQ(c.GetModuleInfo(info), 0);
-    EXPECT_EQ(Vec(info, 12), (std::vector<uint8_t>{0x00, 0x03, 0x20, 0x07, 0x01, 0x13, 0x00, 0x01,
-                                                   0x03, 0x02, 0x00, 0x00}));
-    std::string text;
-    ASSERT_EQ(c.GetArticleNumber(text), 0);
-    EXPECT_EQ(text, "NVM220-302-A1");
-    int32_t full = 0;
-    ASSERT_EQ(c.GetDeviceName(text, full), 0);
-    EXPECT_EQ(text, "Norvane NVM-220");
-    EXPECT_EQ(full, 15);
-    ASSERT_EQ(c.GetServiceName(text, full), 0);
-    EXPECT_EQ(text, "Serial Port");
-    uint8_t address[6] = {};
-    ASSERT_EQ(c.GetLocalAddress(address), 0);
-    EXPECT_EQ(Vec(address, 6), (std::vector<uint8_t>{0x02, 0x4e, 0x56, 0x4d, 0x00, 0x03}));
-    // Not paired: status 254 means an all-zero address.
-    std::memset(address, 0xee, 6);
-    ASSERT_EQ(c.GetPairedDevice(address), 0);
-    EXPECT_EQ(Vec(address, 6), std::vector<uint8_t>(6, 0));
-    // The close notification is answered with opcode 0x42, which is what the tool expects.
-    EXPECT_EQ(c.NotifyClose(), 0);
-
-    const std::vector<std::string> trace = link.server.TraceLines();
-    ASSERT_GE(trace.size(), 4u);
-    EXPECT_EQ(trace[0], "recv 01 04 ff 00 55 aa");
-    EXPECT_EQ(trace[1], "send 01 01 01");
-    EXPECT_EQ(trace[2], "recv 40 00");
-    EXPECT_EQ(trace[3], "send 40 0d 01 00 03 20 07 01 13 00 01 03 02 00 00");
-    EXPECT_EQ(trace.back(), "send 42 01 01");
-
-    link.server.ClearTrace();
-    const uint8_t name[] = "Bench 7";
-    ASSERT_EQ(c.SetDeviceName(name, 8), 0);
+    EXPECT_EQ(Got(c.GetModuleInfo(info.data()), info), "0 00 03 20 07 01 13 00 01 03 02 00 00");
+    EXPECT_EQ(c.NotifyClose(), 0); // answered with opcode 0x42, as the tool expects
     EXPECT_EQ(link.server.TraceLines(),
-              (std::vector<std::string>{"recv 1d 08 42 65 6e 63 68 20 37 00", "send 1d 01 01"}));
-}
+              (std::vector<std::string>{"recv 01 04 ff 00 55 aa", "send 01 01 01", "recv 40 00",
+                                        "send 40 0d 01 00 03 20 07 01 13 00 01 03 02 00 00",
+                                        "recv 50 00", "send 42 01 01"}));
 
-TEST(EndToEnd, EveryCommandWritesAndReadsBack) {
-    LinkRig link({});
-    ASSERT_TRUE(link.started);
-    Communicator& c = link.comm;
-    ASSERT_EQ(c.CheckConnection(), 1);
-
-    uint8_t b = 0, b3[3] = {}, addr[6] = {}, lat[4] = {};
+    uint8_t b = 0;
     uint16_t w1 = 0, w2 = 0, w3 = 0, w4 = 0;
     int16_t power = 0;
-    std::string text;
-    int32_t full = 0;
-
-    ASSERT_EQ(c.SetDeviceMode(1), 0);
-    ASSERT_EQ(c.GetDeviceMode(b), 0);
-    EXPECT_EQ(b, 1);
-
-    ASSERT_EQ(c.SetSerialSettings(7, 1, 2, 7, 2), 0);
-    uint8_t serial[5] = {};
-    ASSERT_EQ(c.GetSerialSettings(serial), 0);
-    EXPECT_EQ(Vec(serial, 5), (std::vector<uint8_t>{7, 1, 2, 7, 2}));
-
-    ASSERT_EQ(c.SetConnectAddress(kPeer), 0);
-    ASSERT_EQ(c.GetConnectAddress(addr), 0);
-    EXPECT_EQ(Vec(addr, 6), Vec(kPeer, 6));
-    const uint8_t other[6] = {1, 2, 3, 4, 5, 6};
-    ASSERT_EQ(c.SetAcceptedAddress(other), 0);
-    ASSERT_EQ(c.GetAcceptedAddress(addr), 0);
-    EXPECT_EQ(Vec(addr, 6), Vec(other, 6));
-
-    const uint8_t name[] = "Line 4 Scanner";
-    ASSERT_EQ(c.SetDeviceName(name, sizeof name), 0); // with the terminating zero
-    ASSERT_EQ(c.GetDeviceName(text, full), 0);
-    EXPECT_EQ(text, "Line 4 Scanner");
-    const uint8_t service[] = "COM Link";
-    ASSERT_EQ(c.SetServiceName(service, sizeof service), 0);
-    ASSERT_EQ(c.GetServiceName(text, full), 0);
-    EXPECT_EQ(text, "COM Link");
-
-    ASSERT_EQ(c.SetSecurityFlags(1, 1, 1), 0);
-    ASSERT_EQ(c.GetSecurityFlags(b3), 0);
-    EXPECT_EQ(Vec(b3, 3), (std::vector<uint8_t>{1, 1, 1}));
-    const uint8_t key[] = {'4', '2', '4', '2', '4', '2'};
-    ASSERT_EQ(c.SetPasskey(key, 6), 0);
-    ASSERT_EQ(c.GetPasskey(text), 0);
-    EXPECT_EQ(text, "424242");
-
-    ASSERT_EQ(c.SetPerformanceMode(2), 0);
-    ASSERT_EQ(c.GetPerformanceMode(b), 0);
-    EXPECT_EQ(b, 2);
-    ASSERT_EQ(c.SetLinkTimeout(64000), 0);
-    ASSERT_EQ(c.GetLinkTimeout(w1), 0);
-    EXPECT_EQ(w1, 64000);
-    ASSERT_EQ(c.SetInquiryScan(4096, 18), 0);
-    ASSERT_EQ(c.GetInquiryScan(w1, w2), 0);
-    EXPECT_EQ((std::vector<uint16_t>{w1, w2}), (std::vector<uint16_t>{4096, 18}));
-    ASSERT_EQ(c.SetPageScan(0, 0), 0);
-    ASSERT_EQ(c.GetPageScan(w1, w2), 0);
-    EXPECT_EQ((std::vector<uint16_t>{w1, w2}), (std::vector<uint16_t>{0, 0}));
-    ASSERT_EQ(c.SetSniffSettings(800, 400, 8, 2), 0);
-    ASSERT_EQ(c.GetSniffSettings(w1, w2, w3, w4), 0);
-    EXPECT_EQ((std::vector<uint16_t>{w1, w2, w3, w4}), (std::vector<uint16_t>{800, 400, 8, 2}));
-    ASSERT_EQ(c.SetParkSettings(65535, 1), 0);
-    ASSERT_EQ(c.GetParkSettings(w1, w2), 0);
-    EXPECT_EQ((std::vector<uint16_t>{w1, w2}), (std::vector<uint16_t>{65535, 1}));
-    const uint8_t cod[4] = {0, 0x5a, 0x02, 0x0c};
-    ASSERT_EQ(c.SetClassOfDevice(cod), 0);
-    uint8_t codBack[4] = {};
-    ASSERT_EQ(c.GetClassOfDevice(codBack), 0);
-    EXPECT_EQ(Vec(codBack, 4), Vec(cod, 4));
-
-    int32_t asked = -12;
-    ASSERT_EQ(c.SetMaxTxPower(asked), 0);
-    EXPECT_EQ(asked, -12);
-    ASSERT_EQ(c.GetMaxTxPower(power), 0);
-    EXPECT_EQ(power, -12);
-    asked = -90; // below what the radio can do: it takes -30 and says so
-    ASSERT_EQ(c.SetDefaultTxPower(asked), 0);
-    EXPECT_EQ(asked, -30);
-    ASSERT_EQ(c.GetDefaultTxPower(power), 0);
-    EXPECT_EQ(power, -30);
-
-    ASSERT_EQ(c.SetSerialEmulation(1), 0);
-    ASSERT_EQ(c.GetSerialEmulation(b), 0);
-    EXPECT_EQ(b, 1);
-    ASSERT_EQ(c.SetUserBaudrate(1, 6144), 0);
-    ASSERT_EQ(c.GetUserBaudrate(b, w1), 0);
-    EXPECT_EQ(b, 1);
-    EXPECT_EQ(w1, 6144);
-    const uint8_t latency[4] = {0x00, 0x0f, 0x42, 0x40}; // 1000000 microseconds
-    ASSERT_EQ(c.SetQualityOfService(2, latency), 0);
-    ASSERT_EQ(c.GetQualityOfService(b, lat), 0);
-    EXPECT_EQ(b, 2);
-    EXPECT_EQ(Vec(lat, 4), Vec(latency, 4));
-
-    ASSERT_EQ(c.SetScoSettings(1, 256), 0);
-    ASSERT_EQ(c.GetScoSettings(b, w1), 0);
-    EXPECT_EQ(b, 1);
-    EXPECT_EQ(w1, 256);
-    ASSERT_EQ(c.GetCodecOutputGainMax(w1), 0);
-    EXPECT_EQ(w1, 15);
-    ASSERT_EQ(c.SetCodecOutputGain(15), 0);
-    ASSERT_EQ(c.GetCodecOutputGain(w1), 0);
-    EXPECT_EQ(w1, 15);
-    ASSERT_EQ(c.GetCodecInputGainMax(w1), 0);
-    EXPECT_EQ(w1, 7);
-    ASSERT_EQ(c.SetCodecInputGain(0), 0);
-    ASSERT_EQ(c.GetCodecInputGain(w1), 0);
-    EXPECT_EQ(w1, 0);
-}
-
-TEST(EndToEnd, ModuleRefusesBadValuesWithStatus253) {
-    LinkRig link({});
-    ASSERT_TRUE(link.started);
-    Communicator& c = link.comm;
-    // Values the tool lets through but the module does not take.
-    const uint8_t emptyName[] = {0, 'x'};
-    const uint8_t badKey[] = {'1', 0x07};
-    const uint8_t badCod[4] = {1, 0, 0, 0};
-    const uint8_t latency0[4] = {0, 0, 0, 0};
-    const std::pair<const char*, std::function<int32_t()>> refused[] = {
-        {"empty device name", [&] { return c.SetDeviceName(emptyName, 2); }},
-        {"control character in passkey", [&] { return c.SetPasskey(badKey, 2); }},
-        {"scan window above interval", [&] { return c.SetInquiryScan(100, 200); }},
-        {"sniff min above max", [&] { return c.SetSniffSettings(50, 100, 4, 1); }},
-        {"park min above max", [&] { return c.SetParkSettings(100, 200); }},
-        {"class of device first byte", [&] { return c.SetClassOfDevice(badCod); }},
-        {"QoS mode 3", [&] { return c.SetQualityOfService(3, latency0); }},
-        {"QoS latency 0", [&] { return c.SetQualityOfService(1, latency0); }},
-        {"SCO without packet type", [&] { return c.SetScoSettings(1, 0); }},
-        {"output gain above max", [&] { return c.SetCodecOutputGain(16); }},
-        {"input gain above max", [&] { return c.SetCodecInputGain(99); }},
+    int32_t asked = 0, full = 0;
+    std::string s;
+    std::array<uint8_t, 3> a3{};
+    std::array<uint8_t, 4> a4{};
+    std::array<uint8_t, 5> a5{};
+    A6 a6{};
+    const uint8_t name[] = "Line 4", service[] = "COM", key[] = "424242", badKey[] = "1\a";
+    const uint8_t other[6] = {1, 2, 3, 4, 5, 6}, cod[4] = {0, 0x5a, 2, 0x0c}, badCod[4] = {1};
+    const uint8_t latency[4] = {0, 0x0f, 0x42, 0x40}, zero[4] = {};
+    const struct {
+        std::function<int32_t()> set;
+        std::function<std::string()> get;
+        std::string want;
+        std::function<int32_t()> bad = nullptr; // a value the tool sends but the module refuses
+    } rows[] = {
+        {[&] { return c.SetDeviceMode(1); }, [&] { return Got(c.GetDeviceMode(b), b); }, "0 1"},
+        {[&] { return c.SetSerialSettings(7, 1, 2, 7, 2); },
+         [&] { return Got(c.GetSerialSettings(a5.data()), a5); }, "0 07 01 02 07 02"},
+        {[&] { return c.SetConnectAddress(kPeer); },
+         [&] { return Got(c.GetConnectAddress(a6.data()), a6); }, "0 02 5e 11 a0 33 07"},
+        {[&] { return c.SetAcceptedAddress(other); },
+         [&] { return Got(c.GetAcceptedAddress(a6.data()), a6); }, "0 01 02 03 04 05 06"},
+        {[&] { return c.SetDeviceName(name, sizeof name); },
+         [&] { return Got(c.GetDeviceName(s, full), s, full); }, "0 Line 4 6",
+         [&] { return c.SetDeviceName(zero, 2); }},
+        {[&] { return c.SetServiceName(service, sizeof service); },
+         [&] { return Got(c.GetServiceName(s, full), s, full); }, "0 COM 3"},
+        {[&] { return c.SetSecurityFlags(1, 1, 1); },
+         [&] { return Got(c.GetSecurityFlags(a3.data()), a3); }, "0 01 01 01"},
+        {[&] { return c.SetPasskey(key, 6); }, [&] { return Got(c.GetPasskey(s), s); }, "0 424242",
+         [&] { return c.SetPasskey(badKey, 2); }},
+        {[&] { return c.SetPerformanceMode(2); }, [&] { return Got(c.GetPerformanceMode(b), b); },
+         "0 2"},
+        {[&] { return c.SetLinkTimeout(64000); }, [&] { return Got(c.GetLinkTimeout(w1), w1); },
+         "0 64000"},
+        {[&] { return c.SetInquiryScan(4096, 18); },
+         [&] { return Got(c.GetInquiryScan(w1, w2), w1, w2); }, "0 4096 18",
+         [&] { return c.SetInquiryScan(100, 200); }},
+        {[&] { return c.SetPageScan(0, 0); }, [&] { return Got(c.GetPageScan(w1, w2), w1, w2); },
+         "0 0 0"},
+        {[&] { return c.SetSniffSettings(800, 400, 8, 2); },
+         [&] { return Got(c.GetSniffSettings(w1, w2, w3, w4), w1, w2, w3, w4); }, "0 800 400 8 2",
+         [&] { return c.SetSniffSettings(50, 100, 4, 1); }},
+        {[&] { return c.SetParkSettings(65535, 1); },
+         [&] { return Got(c.GetParkSettings(w1, w2), w1, w2); }, "0 65535 1",
+         [&] { return c.SetParkSettings(100, 200); }},
+        {[&] { return c.SetClassOfDevice(cod); },
+         [&] { return Got(c.GetClassOfDevice(a4.data()), a4); }, "0 00 5a 02 0c",
+         [&] { return c.SetClassOfDevice(badCod); }},
+        {[&] { return c.SetMaxTxPower(asked = -12); },
+         [&] { return Got(c.GetMaxTxPower(power), power, asked); }, "0 -12 -12"},
+        // Below what the radio can do: it takes -30 and says so.
+        {[&] { return c.SetDefaultTxPower(asked = -90); },
+         [&] { return Got(c.GetDefaultTxPower(power), power, asked); }, "0 -30 -30"},
+        {[&] { return c.SetSerialEmulation(1); }, [&] { return Got(c.GetSerialEmulation(b), b); },
+         "0 1"},
+        {[&] { return c.SetUserBaudrate(1, 6144); },
+         [&] { return Got(c.GetUserBaudrate(b, w1), b, w1); }, "0 1 6144"},
+        {[&] { return c.SetQualityOfService(2, latency); },
+         [&] { return Got(c.GetQualityOfService(b, a4.data()), b, a4); }, "0 2 00 0f 42 40",
+         [&] { return c.SetQualityOfService(3, zero); }},
+        {[&] { return c.SetScoSettings(1, 256); },
+         [&] { return Got(c.GetScoSettings(b, w1), b, w1); }, "0 1 256",
+         [&] { return c.SetScoSettings(1, 0); }},
+        {[&] { return c.SetCodecOutputGain(15); },
+         [&] { return Got(c.GetCodecOutputGainMax(w1), w1, c.GetCodecOutputGain(w2), w2); },
+         "0 15 0 15", [&] { return c.SetCodecOutputGain(16); }},
+        {[&] { return c.SetCodecInputGain(0); },
+         [&] { return Got(c.GetCodecInputGainMax(w1), w1, c.GetCodecInputGain(w2), w2); },
+         "0 7 0 0", [&] { return c.SetCodecInputGain(99); }},
     };
-    for (const auto& [what, command] : refused) {
-        SCOPED_TRACE(what);
-        c.lastStatus = 0;
-        EXPECT_EQ(command(), -3);
+    for (const auto& r : rows) {
+        SCOPED_TRACE(r.want);
+        EXPECT_NE(r.get(), r.want) << "the value must change";
+        EXPECT_EQ(r.set(), 0);
+        EXPECT_EQ(r.get(), r.want);
+        if (!r.bad) continue;
+        EXPECT_EQ(r.bad(), -3);
         EXPECT_EQ(c.lastStatus, 253);
         EXPECT_EQ(c.GetErrorText(-3), "Status error - Command invalid parameter");
+        EXPECT_EQ(r.get(), r.want) << "a refused value changes nothing";
     }
-    // The refused values changed nothing.
-    std::string text;
-    int32_t full = 0;
-    ASSERT_EQ(c.GetDeviceName(text, full), 0);
-    EXPECT_EQ(text, "Norvane NVM-220");
-    uint16_t gain = 0;
-    ASSERT_EQ(c.GetCodecInputGain(gain), 0);
-    EXPECT_EQ(gain, 4);
 }
 
-TEST(EndToEnd, ProfilesDecideWhatExists) {
-    LinkRig gen1({"--profile", "code1-2.10"});
-    ASSERT_TRUE(gen1.started);
-    Communicator& c = gen1.comm;
-    uint8_t info[12] = {};
-    ASSERT_EQ(c.GetModuleInfo(info), 0);
-    EXPECT_EQ(info[1], 0x01);
-    EXPECT_EQ(info[8], 2);
-    EXPECT_EQ(info[9], 10);
-    std::string text;
-    EXPECT_EQ(c.GetArticleNumber(text), -3);
-    EXPECT_EQ(c.lastStatus, 255);
-    EXPECT_EQ(c.GetErrorText(-3), "Status error - Command error");
-    uint8_t b = 0;
-    EXPECT_EQ(c.GetPerformanceMode(b), -3);
-    // Its UART stops at 115200: rate code 8 is refused by the module.
-    EXPECT_EQ(c.SetSerialSettings(8, 0, 0, 8, 1), -3);
-    EXPECT_EQ(c.lastStatus, 253);
-    EXPECT_EQ(c.SetSerialSettings(7, 0, 0, 8, 1), 0);
-}
-
-std::string WriteDevicesFile() {
-    const std::string path = testing::TempDir() + "e2e_devices.txt";
-    std::ofstream out(path);
-    out << "# three devices for the search test\n"
-           "02 1a 7d 3c 11 01  Alpha Laptop  0x02010c\n"
-           "02 22 48 5e 9a 02  Bravo Phone   0x5a020c\n"
-           "02 30 c1 77 08 03  Charlie Printer 0x040680\n";
-    return path;
-}
-
-using Found = std::vector<std::pair<std::vector<uint8_t>, std::string>>;
-
-// One search as the tool runs it: start, poll, take each result when the poll
-// reports it, until the end state. Returns the end state.
-int Search(Communicator& c, Found* found, double* took) {
-    const uint8_t noFilter[4] = {0, 0, 0, 0};
-    found->clear();
-    EXPECT_EQ(c.StartInquiry(12, noFilter, true), 0);
-    int state = 0;
-    const auto start = Clock::now();
-    while (SecondsSince(start) < 5) {
-        state = c.PollInquiry();
-        if (state == 1) {
-            uint8_t address[6] = {};
-            uint8_t name[32] = {};
-            EXPECT_EQ(c.TakeInquiryResult(address, name), 0);
-            found->emplace_back(Vec(address, 6),
-                                std::string(reinterpret_cast<char*>(name),
-                                            strnlen(reinterpret_cast<char*>(name), 32)));
-        }
-        if (state == 2 || state == 3) break;
-    }
-    *took = SecondsSince(start);
-    return state;
-}
-
-TEST(EndToEnd, SearchDeliversEveryConfiguredDevice) {
-    const std::string devices = WriteDevicesFile();
-    // A poll that times out while an event is on the wire loses that event (the
-    // host drops a frame cut by its poll time-out). At 38400 an event takes
-    // about 11 ms and back-to-back polls lose about a third of them; a fast line
-    // makes the window a tenth of a millisecond, and a second search covers the
-    // rare loss that is left.
+TEST(EndToEnd, SearchFindsEveryConfiguredDevice) {
+    const std::string devices = Temp("devices.txt");
+    std::ofstream(devices)
+        << "# three devices\n02 1a 7d 3c 11 01  Alpha Laptop  0x02010c\n\n"
+           "02 22 48 5e 9a 02  Bravo Phone\n02 30 c1 77 08 03 Charlie 0x040680\n";
+    // A poll that times out while an event is on the wire loses it; a fast line
+    // makes that window tiny, and a second search covers the rare loss left.
     LinkRig link({"--devices", devices, "--search-time", "1200", "--baud", "4000000"});
-    ASSERT_TRUE(link.started);
-    Communicator& c = link.comm;
-    Found found;
-    double took = 0;
+    const uint8_t noFilter[4] = {};
+    std::vector<std::string> found;
     int state = 0;
-    for (int attempt = 0; attempt < 2; ++attempt) {
-        state = Search(c, &found, &took);
-        if (found.size() == 3) break;
+    for (int attempt = 0; attempt < 2 && found.size() != 3; ++attempt) {
+        found.clear();
+        state = 0;
+        EXPECT_EQ(link.comm.StartInquiry(12, noFilter, true), 0);
+        for (const auto start = Clock::now();
+             state != 2 && state != 3 && SecondsSince(start) < 5;) {
+            A6 address{};
+            uint8_t name[33] = {};
+            if ((state = link.comm.PollInquiry()) == 1 &&
+                link.comm.TakeInquiryResult(address.data(), name) >= 0)
+                found.push_back(Got(0, address, std::string(reinterpret_cast<char*>(name))));
+        }
     }
     EXPECT_EQ(state, 2);
-    EXPECT_GT(took, 1.0);
-    EXPECT_LT(took, 2.5);
-    ASSERT_EQ(found.size(), 3u);
-    EXPECT_EQ(found[0].first, (std::vector<uint8_t>{0x02, 0x1a, 0x7d, 0x3c, 0x11, 0x01}));
-    EXPECT_EQ(found[0].second, "Alpha Laptop");
-    EXPECT_EQ(found[1].first, (std::vector<uint8_t>{0x02, 0x22, 0x48, 0x5e, 0x9a, 0x02}));
-    EXPECT_EQ(found[1].second, "Bravo Phone");
-    EXPECT_EQ(found[2].first, (std::vector<uint8_t>{0x02, 0x30, 0xc1, 0x77, 0x08, 0x03}));
-    EXPECT_EQ(found[2].second, "Charlie Printer");
-
-    // Cancelled early: the module answers, then the end event comes.
-    const uint8_t noFilter[4] = {0, 0, 0, 0};
-    ASSERT_EQ(c.StartInquiry(12, noFilter, true), 0);
-    std::this_thread::sleep_for(std::chrono::milliseconds(100));
-    EXPECT_EQ(c.CancelInquiry(), 1);
-    state = 0;
-    for (int i = 0; i < 20 && state != 2 && state != 3; ++i)
-        state = c.PollInquiry();
-    EXPECT_EQ(state, 2);
+    EXPECT_EQ(found, (std::vector<std::string>{"0 02 1a 7d 3c 11 01 Alpha Laptop",
+                                               "0 02 22 48 5e 9a 02 Bravo Phone",
+                                               "0 02 30 c1 77 08 03 Charlie"}));
     std::remove(devices.c_str());
 }
 
-int PairAndWait(Communicator& c, bool cancel = false) {
-    const uint8_t key[] = {'1', '2', '3', '4'};
-    if (c.StartPairing(0, kPeer, key, 4) != 0) return -100;
-    if (cancel) {
-        EXPECT_EQ(c.CancelInquiry(), 1);
-    }
-    const auto start = Clock::now();
-    int state = 0;
-    while (state == 0 && SecondsSince(start) < 3)
-        state = c.PollPairingStatus();
-    return state;
-}
-
 TEST(EndToEnd, PairingCompletesTimesOutOrIsCancelled) {
-    {
-        LinkRig link({"--pairing", "complete@200"});
-        ASSERT_TRUE(link.started);
-        EXPECT_EQ(PairAndWait(link.comm), 1);
-        uint8_t address[6] = {};
-        ASSERT_EQ(link.comm.GetPairedDevice(address), 0);
-        EXPECT_EQ(Vec(address, 6), Vec(kPeer, 6));
-    }
-    {
-        LinkRig link({"--pairing", "timeout@200"});
-        ASSERT_TRUE(link.started);
-        EXPECT_EQ(PairAndWait(link.comm), 2);
-        uint8_t address[6] = {1};
-        ASSERT_EQ(link.comm.GetPairedDevice(address), 0);
-        EXPECT_EQ(Vec(address, 6), std::vector<uint8_t>(6, 0));
-    }
-    {
-        LinkRig link({"--pairing", "complete@5000"});
-        ASSERT_TRUE(link.started);
+    const struct {
+        const char* pairing;
+        bool cancel;
+        const char* want; // the pairing state, then what GetPairedDevice gives
+    } cases[] = {{"complete@200", false, "1 0 02 5e 11 a0 33 07"},
+                 {"timeout@200", false, "2 0 00 00 00 00 00 00"},
+                 {"complete@5000", true, "4 0 00 00 00 00 00 00"}};
+    for (const auto& c : cases) {
+        LinkRig link({"--pairing", c.pairing});
         const auto start = Clock::now();
-        EXPECT_EQ(PairAndWait(link.comm, true), 4);
-        EXPECT_LT(SecondsSince(start), 1.5) << "the cancel ends the pairing at once, not after 5 s";
-    }
-    {
-        // A passkey the module does not take.
-        LinkRig link({});
-        ASSERT_TRUE(link.started);
-        const uint8_t key[] = {'1', 0x01};
-        EXPECT_EQ(link.comm.StartPairing(0, kPeer, key, 2), -3);
-        EXPECT_EQ(link.comm.lastStatus, 253);
+        int state = link.comm.StartPairing(0, kPeer, reinterpret_cast<const uint8_t*>("1234"), 4);
+        EXPECT_TRUE(!c.cancel || link.comm.CancelInquiry() == 1);
+        while (state == 0 && SecondsSince(start) < 3)
+            state = link.comm.PollPairingStatus();
+        EXPECT_LT(SecondsSince(start), 1.5) << c.pairing << ": a cancel ends it at once";
+        A6 address{};
+        EXPECT_EQ(Got(state, Got(link.comm.GetPairedDevice(address.data()), address)), c.want);
     }
 }
 
-TEST(EndToEnd, SilentModuleTimesOut) {
-    LinkRig link({"--fault", "silent"});
-    ASSERT_TRUE(link.started);
-    auto start = Clock::now();
-    EXPECT_EQ(link.comm.CheckConnection(), -1);
-    const double took = SecondsSince(start);
-    EXPECT_GE(took, 0.6);
-    EXPECT_LE(took, 1.5) << "about 0.6 to 1 s, with room for a loaded machine";
+TEST(EndToEnd, SilentModuleTimesOutSplitAnswerIsAssembledWrongOpcodeIsRefused) {
+    LinkRig silent({"--fault", "silent"});
+    const auto start = Clock::now();
+    EXPECT_EQ(silent.comm.CheckConnection(), -1);
+    EXPECT_GE(SecondsSince(start), 0.6);
+    EXPECT_LE(SecondsSince(start), 1.5) << "about 0.6 to 1 s, with room for a loaded machine";
+    EXPECT_EQ(silent.comm.GetErrorText(-1), "Communication timeout");
+
     std::string name;
     int32_t full = 0;
-    EXPECT_EQ(link.comm.GetDeviceName(name, full), -1);
-    EXPECT_EQ(link.comm.GetErrorText(-1), "Communication timeout");
-
-    // Silent on the identity only: the probe is answered.
-    LinkRig one({"--fault", "silent:0x40"});
-    ASSERT_TRUE(one.started);
-    EXPECT_EQ(one.comm.CheckConnection(), 1);
-    uint8_t info[12];
-    EXPECT_EQ(one.comm.GetModuleInfo(info), -1);
-    EXPECT_EQ(one.comm.GetDeviceName(name, full), 0);
-}
-
-TEST(EndToEnd, SplitWrongOpcodeStatusAndLateAnswers) {
     LinkRig split({"--fault", "split"});
-    ASSERT_TRUE(split.started);
-    EXPECT_EQ(split.comm.CheckConnection(), 1);
-    uint8_t info[12] = {};
-    ASSERT_EQ(split.comm.GetModuleInfo(info), 0);
-    EXPECT_EQ(info[1], 0x03);
-    EXPECT_EQ(info[9], 2);
-    std::string name;
-    int32_t full = 0;
-    ASSERT_EQ(split.comm.GetDeviceName(name, full), 0);
-    EXPECT_EQ(name, "Norvane NVM-220");
-
-    LinkRig wrong(
-        {"--fault", "opcode:0x1c=0x1d", "--fault", "status:0x1e=19", "--fault", "delay:0x42=1500"});
-    ASSERT_TRUE(wrong.started);
+    EXPECT_EQ(Got(split.comm.GetDeviceName(name, full), name, full), "0 Norvane NVM-220 15");
+    LinkRig wrong({"--fault", "opcode:0x1c=0x1d"});
     EXPECT_EQ(wrong.comm.GetDeviceName(name, full), -2);
     EXPECT_EQ(wrong.comm.GetErrorText(-2), "Got invalid response");
-    EXPECT_EQ(wrong.comm.GetServiceName(name, full), -3);
-    EXPECT_EQ(wrong.comm.GetErrorText(-3), "Status error - Connection cancelled");
-    uint8_t address[6];
-    EXPECT_EQ(wrong.comm.GetLocalAddress(address), -1);
-    // The late answer arrives afterwards and is taken as the next command's answer.
-    std::this_thread::sleep_for(std::chrono::milliseconds(1000));
-    uint8_t mode = 0;
-    EXPECT_EQ(wrong.comm.GetDeviceMode(mode), -2);
 }
 
-TEST(EndToEnd, HostClosesAndReopensTheDevice) {
-    const std::string linkPath = testing::TempDir() + "e2e_module_link";
-    LinkRig link({"--link", linkPath});
-    ASSERT_TRUE(link.started);
-    EXPECT_EQ(link.server.DevicePath(), linkPath);
-    EXPECT_EQ(link.comm.CheckConnection(), 1);
-    for (int round = 0; round < 3; ++round) {
-        ASSERT_EQ(link.port.Close(), 0);
-        ASSERT_EQ(link.port.Open(), 0) << link.port.GetLastErrorText();
-        EXPECT_EQ(link.comm.CheckConnection(), 1) << "round " << round;
+std::string Slurp(const std::string& path) {
+    std::stringstream text;
+    text << std::ifstream(path).rdbuf();
+    return text.str();
+}
+
+// A program with its standard output and error going to files.
+struct Program {
+    explicit Program(std::vector<std::string> args, const char* path = NVMSIM_PATH) {
+        static int count = 0;
+        const std::string base = Temp("program" + std::to_string(++count));
+        out = base + ".out", err = base + ".err";
+        posix_spawn_file_actions_t files;
+        posix_spawn_file_actions_init(&files);
+        posix_spawn_file_actions_addopen(&files, 1, out.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                         0600);
+        posix_spawn_file_actions_addopen(&files, 2, err.c_str(), O_WRONLY | O_CREAT | O_TRUNC,
+                                         0600);
+        std::vector<char*> argv{const_cast<char*>(path)};
+        for (std::string& a : args)
+            argv.push_back(a.data());
+        argv.push_back(nullptr);
+        if (posix_spawn(&pid, path, &files, nullptr, argv.data(), environ) != 0) pid = -1;
+        EXPECT_GT(pid, 0) << path;
+        posix_spawn_file_actions_destroy(&files);
     }
-    link.server.Stop();
-    EXPECT_NE(access(linkPath.c_str(), F_OK), 0) << "the link is removed";
+    ~Program() {
+        if (pid > 0 && status == kRunning) {
+            kill(pid, SIGKILL);
+            waitpid(pid, nullptr, 0);
+        }
+        std::remove(out.c_str());
+        std::remove(err.c_str());
+    }
+    // The first line of standard output, waiting at most 2 s.
+    std::string Line() {
+        for (const auto start = Clock::now(); SecondsSince(start) < 2; usleep(5000)) {
+            const std::string text = Slurp(out);
+            if (text.find('\n') != std::string::npos) return text.substr(0, text.find('\n'));
+        }
+        return "";
+    }
+    // The exit status once the program ends within `ms`; -1 when it does not.
+    int Wait(int ms = 3000) {
+        for (const auto start = Clock::now();
+             pid > 0 && status == kRunning && SecondsSince(start) * 1000 < ms; usleep(5000)) {
+            int raw = 0;
+            if (waitpid(pid, &raw, WNOHANG) == pid)
+                status = WIFEXITED(raw) ? WEXITSTATUS(raw) : 128 + WTERMSIG(raw);
+        }
+        return status == kRunning ? -1 : status;
+    }
+    int Stop(int signal = SIGTERM) {
+        if (pid > 0 && status == kRunning) kill(pid, signal);
+        return Wait();
+    }
+
+    static constexpr int kRunning = -1000;
+    pid_t pid = -1;
+    int status = kRunning;
+    std::string out, err;
+};
+
+TEST(Nvmsim, ServesTheDevicePrintedFirstAndEndsCleanlyOnSigterm) {
+    const std::string link = Temp("link");
+    Program sim({"--link", link});
+    EXPECT_EQ(sim.Line(), link);
+    struct stat st {};
+    EXPECT_TRUE(stat(link.c_str(), &st) == 0 && S_ISCHR(st.st_mode));
+    {
+        Host host(link);
+        EXPECT_EQ(host.comm.CheckConnection(), 1);
+        // A host that closes the device can open it again.
+        EXPECT_EQ(host.port.Close(), 0);
+        EXPECT_EQ(host.port.Open(), 0) << host.port.GetLastErrorText();
+        EXPECT_EQ(host.comm.CheckConnection(), 1);
+    }
+    EXPECT_EQ(sim.Stop(), 0);
+    EXPECT_EQ(Slurp(sim.err), "");
+    EXPECT_NE(lstat(link.c_str(), &st), 0) << "the link is removed";
+}
+
+TEST(Nvmsim, HelpExitsWithZeroAndABadOptionWithTwo) {
+    Program help({"--help"});
+    EXPECT_EQ(help.Wait(), 0);
+    EXPECT_EQ(Slurp(help.out).rfind("Usage: nvmsim", 0), 0u) << Slurp(help.out);
+
+    for (const char* bad : {"--frobnicate", "--fault=silent:0x400"}) {
+        Program sim({bad});
+        EXPECT_EQ(sim.Wait(), 2) << bad;
+        EXPECT_EQ(Slurp(sim.out), "") << bad;
+        EXPECT_EQ(Slurp(sim.err).rfind("nvmsim: ", 0), 0u) << bad;
+    }
+}
+
+TEST(Nvmsim, StateKeepsAChangedNameAcrossRestartsAndTraceShowsEveryFrame) {
+    const std::string state = Temp("state.txt");
+    const std::string trace = Temp("trace.txt");
+    std::remove(state.c_str());
+    {
+        Program sim({"--state", state, "--trace", trace});
+        Host host(sim.Line());
+        ASSERT_EQ(host.comm.SetDeviceName(reinterpret_cast<const uint8_t*>("Kept name"), 10), 0);
+        // Read while the program runs: every line is written at once.
+        EXPECT_EQ(Slurp(trace), "recv 1d 0a 4b 65 70 74 20 6e 61 6d 65 00\nsend 1d 01 01\n");
+        EXPECT_EQ(sim.Stop(SIGINT), 0);
+    }
+    EXPECT_NE(Slurp(state).find("\ndevice_name Kept name\n"), std::string::npos) << Slurp(state);
+    Program sim({"--state", state});
+    Host host(sim.Line());
+    std::string name;
+    int32_t full = 0;
+    EXPECT_EQ(Got(host.comm.GetDeviceName(name, full), name), "0 Kept name");
+    EXPECT_EQ(sim.Stop(), 0);
+    std::remove(state.c_str());
+    std::remove(trace.c_str());
+}
+
+TEST(Nvmquery, PrintsIdentityAndSettingsOrFailsWhenNothingAnswers) {
+    SimServer server({"--profile", "code4-3.02", "--fault", "silent:0x42"});
+    Program query({Started(server)}, NVMQUERY_PATH);
+    EXPECT_EQ(query.Wait(5000), 0);
+    const std::string out = Slurp(query.out);
+    for (const char* line :
+         {"(0x40): 00 04 20 07 01 14 00 01 03 02 00 00", "(0x62): not paired",
+          "Product code: 4 (NVM-220X)", "Hardware version: 2007.01.14-01",
+          "(0x41): \"NVM220X-302-A1\"", "(0x42): failed (-1) Communication timeout"})
+        EXPECT_NE(out.find(line), std::string::npos) << line << "\n" << out;
+
+    SimServer mute({"--fault", "silent"});
+    Program none({Started(mute)}, NVMQUERY_PATH);
+    EXPECT_EQ(none.Wait(5000), 1);
+    EXPECT_NE(Slurp(none.out).find("No module answers: Communication timeout"), std::string::npos);
 }
 
 } // namespace

@@ -1,0 +1,270 @@
+// The virtual module alone, on a hand-moved clock: what it answers, how it frames
+// and paces bytes, its search and pairing runs, its faults, options and state file.
+#include "SimOptions.h"
+#include "VirtualModule.h"
+
+#include <gtest/gtest.h>
+
+#include <chrono>
+#include <iterator>
+#include <memory>
+#include <random>
+#include <sstream>
+#include <string>
+#include <vector>
+
+namespace {
+
+using Bytes = std::vector<uint8_t>;
+using namespace std::string_literals;
+
+// A module set up by nvmsim's options, such as "--profile code1-3.02 --fault silent".
+sim::ModuleConfig Options(const std::string& options) {
+    std::istringstream in(options);
+    sim::SimOptions o;
+    std::string error;
+    EXPECT_TRUE(sim::ParseSimOptions({std::istream_iterator<std::string>(in), {}}, &o, &error))
+        << options << ": " << error;
+    return o.module;
+}
+
+struct ModuleRig {
+    explicit ModuleRig(const std::string& options = "") : module(Options(options)) {}
+
+    // Writes `frame`, lets `waitMs` pass in steps of `stepUs` and returns what the module
+    // sent; `times` gets each byte's arrival in ms after the write.
+    Bytes Exchange(const Bytes& frame, int waitMs = 100, std::vector<double>* times = nullptr,
+                   int stepUs = 1000) {
+        module.Receive(frame.data(), frame.size(), now);
+        const sim::TimePoint from = now;
+        Bytes out;
+        for (long us = 0; us < waitMs * 1000L; us += stepUs) {
+            now += std::chrono::microseconds(stepUs);
+            module.Advance(now);
+            for (size_t n = module.TakeOutput(now, &out); times && n > 0; --n)
+                times->push_back(std::chrono::duration<double, std::milli>(now - from).count());
+        }
+        return out;
+    }
+
+    sim::VirtualModule module;
+    sim::TimePoint now = sim::TimePoint(std::chrono::hours(1));
+};
+
+template <class T> Bytes Cat(Bytes a, const T& b) {
+    a.insert(a.end(), std::begin(b), std::end(b));
+    return a;
+}
+
+const Bytes kProbe{0x01, 4, 0xff, 0x00, 0x55, 0xaa};
+const Bytes kPairLocal = Cat(Bytes{0x64, 10, 0x02, 0xaa, 0xbb, 0xcc, 0xdd, 0x02}, "1234"s);
+const Bytes kPairRemote = Cat(Bytes{0x63, 4}, "0000"s);
+const Bytes kSearch{0x60, 6, 12, 0, 0, 0, 0, 1};
+const Bytes kNotPaired{0x62, 1, 254};
+const std::string k32(32, 'n');
+
+TEST(Module, AnswersByteForByte) {
+    struct Step {
+        const char* options; // a fresh module whenever they differ from the row before
+        Bytes send, want;
+        int waitMs = 100;
+    };
+    const Step steps[] = {
+        {"", {0x01, 4, 0xff, 0x00, 0x55, 0xab}, {0x01, 1, 253}},
+        {"", {0x12, 0, 0x66, 0}, {0x12, 2, 1, 2, 0x66, 4, 1, 0, 0, 0}},
+        // A frame in pieces with pauses below the stall limit is one frame...
+        {"", {0x13}, {}, 40},
+        {"", {0x01}, {}, 40},
+        {"", {0x01}, {0x13, 1, 1}},
+        // ...a stalled half frame is discarded, even one promising more than ever comes.
+        {"", {0x1c}, {}, 150},
+        {"", {0x12, 0}, {0x12, 2, 1, 1}},
+        {"", {0x1d, 0xff, 'a', 'b'}, {}, 150},
+        {"", {0x12, 0}, {0x12, 2, 1, 1}},
+        // Limits that depend on the value: sniff off is judged without the min interval,
+        // user baudrate off may keep its value.
+        {"", {0xc9, 8, 0, 0, 0, 5, 0, 0, 0, 0}, {0xc9, 1, 1}},
+        {"", {0xd9, 3, 0, 0, 100}, {0xd9, 1, 1}},
+        {"", {0xd9, 3, 1, 0, 0}, {0xd9, 1, 253}},
+        {"", {0xc5, 4, 0x10, 0x00, 0x10, 0x00}, {0xc5, 1, 1}},
+        {"", {0xc5, 4, 0x10, 0x01, 0x00, 0x12}, {0xc5, 1, 253}},
+        {"", Cat(Bytes{0x1d, 32}, k32), {0x1d, 1, 1}}, // no room for the zero: taken
+        {"", Cat(Bytes{0x1d, 33}, k32 + "m"), {0x1d, 1, 253}},
+        {"", {0xf1, 3, 1, 0, 0}, {0xf1, 1, 253}}, // SCO on needs a packet type
+        // Searches and pairings it refuses; one pairing at a time, a cancel ends it.
+        {"", {0x60, 6, 0, 0, 0, 0, 0, 1}, {0x60, 1, 253}},
+        {"", {0x60, 2, 12, 0}, {0x60, 1, 253}},
+        {"", {0x64, 6, 1, 2, 3, 4, 5, 6}, {0x64, 1, 253}},
+        {"", Cat(Bytes{0x63, 17}, std::string(17, '1')), {0x63, 1, 253}},
+        {"", {0x63, 2, '1', 0x00}, {0x63, 1, 253}},
+        {"", kPairLocal, {0x64, 1, 1}},
+        {"", kPairLocal, {0x64, 1, 254}},
+        {"", {0x80, 0}, {0x80, 1, 1, 0x65, 1, 226}},
+        {"", {0x62, 0}, kNotPaired},
+        {"", {0x80, 0}, {0x80, 1, 1}},
+        {"", kSearch, {}},
+        {"", kPairLocal, {0x64, 1, 254}},
+        // Pairing outcomes; a module waiting for the remote side pairs with the first device.
+        {"--pairing complete@50", kPairLocal, {0x64, 1, 1, 0x65, 1, 1}},
+        {"--pairing complete@50", {0x62, 0}, {0x62, 7, 1, 2, 0xaa, 0xbb, 0xcc, 0xdd, 2}},
+        {"--pairing=complete@50", kPairRemote, {0x63, 1, 1, 0x65, 1, 1}},
+        {"--pairing=complete@50", {0x62, 0}, {0x62, 7, 1, 0x02, 0x1a, 0x7d, 0x3c, 0x11, 0x01}},
+        {"--pairing timeout@50", kPairLocal, {0x64, 1, 1, 0x65, 1, 224}},
+        {"--pairing timeout@50", {0x62, 0}, kNotPaired},
+        {"--pairing failed@50", kPairRemote, {0x63, 1, 1, 0x65, 1, 225}},
+        {"--pairing error@50", kPairLocal, {0x64, 1, 1, 0x65, 1, 227}},
+        // Each fault kind.
+        {"--fault silent", kProbe, {}},
+        {"--fault silent:0x40", kProbe, {0x01, 1, 1}},
+        {"--fault silent:0x40", {0x40, 0}, {}},
+        {"--fault silent:0x65 --pairing complete@50", kPairLocal, {0x64, 1, 1}}, // no event
+        {"--fault opcode:0x12=0x13", {0x12, 0}, {0x13, 2, 1, 2}},
+        {"--fault status:18=254", {0x12, 0}, {0x12, 1, 254}},
+        {"--fault status:0x12=253 --fault opcode:0x12=0x13", {0x12, 0}, {0x13, 1, 253}},
+        {"--fault delay:0x12=300", {0x12, 0}, {}, 295},
+        {"--fault delay:0x12=300", {}, {0x12, 2, 1, 2}, 20},
+        // What the hardware or the software lacks: 254 and 255.
+        {"--profile code1-3.02", {0x15, 5, 8, 0, 0, 8, 1}, {0x15, 1, 253}}, // UART to 115200
+        {"--profile code1-3.02", {0x15, 5, 7, 0, 0, 8, 1}, {0x15, 1, 1}},
+        {"--profile code1-3.02", {0xd5, 2, 0, 20}, {0xd5, 3, 1, 0, 4}}, // class 2 radio
+        {"--profile code1-3.02", {0xf0, 0}, {0xf0, 1, 254}},
+        {"--profile code1-3.02", {0xd6, 0}, {0xd6, 1, 254}},
+        {"--profile=code5-3.02", {0x15, 5, 8, 0, 0, 8, 1}, {0x15, 1, 1}},
+        {"--profile=code5-3.02", {0x15, 5, 9, 0, 0, 8, 1}, {0x15, 1, 253}},
+        {"--profile=code5-3.02", {0xf3, 0}, {0xf3, 1, 254}},
+        {"--profile code3-2.10", {0x41, 0}, {0x41, 1, 255}},
+        {"--profile code3-2.10", {0xd8, 0}, {0xd8, 1, 255}},
+        {"--profile code3-3.00", {0xda, 0}, {0xda, 1, 255}},
+        {"--profile code3-3.00", {0xf0, 0}, {0xf0, 1, 255}},
+        {"--profile code2-3.00", {0xd6, 0}, {0xd6, 2, 1, 0}},
+        {"--profile code2-3.00", {0x41, 0}, Cat(Bytes{0x41, 14, 1}, "NVM210-300-A1"s)},
+        {"--profile gen2-3.00", {0x40, 0}, {0x40, 13, 1, 0, 3, 0x20, 7, 1, 0x13, 0, 1, 3, 0, 0, 0}},
+    };
+    std::unique_ptr<ModuleRig> rig;
+    std::string options = "none";
+    for (const Step& s : steps) {
+        if (s.options != options) rig = std::make_unique<ModuleRig>(options = s.options);
+        EXPECT_EQ(rig->Exchange(s.send, s.waitMs), s.want)
+            << s.options << ": " << sim::HexBytes(s.send.data(), s.send.size());
+    }
+}
+
+TEST(Module, IdentityFollowsTheProfile) {
+    for (const std::string& name : sim::ProfileNames()) {
+        const std::string p = name == "default" ? "code3-3.02" : name;
+        const uint8_t code = uint8_t(p[4] - '0'), major = uint8_t(p[6] - '0');
+        const uint8_t minor = uint8_t(std::stoi(p.substr(8))), gen2 = code >= 2 && code <= 4;
+        EXPECT_EQ(ModuleRig("--profile " + name).Exchange({0x40, 0}),
+                  (Bytes{0x40, 13, 1, 0, code, 0x20, uint8_t(gen2 ? 7 : 5), 1, uint8_t(0x10 + code),
+                         0, 1, major, minor, 0, 0}))
+            << name;
+    }
+}
+
+TEST(Module, RandomInputAndFloodsNeverBreakIt) {
+    ModuleRig rig;
+    std::mt19937 random(7);
+    for (int chunk = 0; chunk < 300; ++chunk) {
+        Bytes noise(1 + random() % 120);
+        for (uint8_t& b : noise)
+            b = uint8_t(random());
+        rig.Exchange(noise, int(random() % 40));
+    }
+    rig.Exchange({0x80, 0}, 20000); // whatever still runs ends and drains
+    EXPECT_EQ(rig.Exchange(kProbe), (Bytes{0x01, 1, 1}));
+
+    // Only what fits the receive buffer arrives: about 8 KiB, 2.1 s at 38400.
+    ModuleRig flooded;
+    flooded.Exchange(Bytes(100000, 0x12), 2500);
+    sim::TimePoint next;
+    EXPECT_FALSE(flooded.module.NextWake(&next)) << "nothing left to do";
+}
+
+TEST(Module, AnswerIsPacedAtTheLineSpeedAfterTheAnswerDelay) {
+    std::vector<double> t;
+    ModuleRig("--baud 9600 --answer-delay 20").Exchange({0x40, 0}, 60, &t, 100);
+    ASSERT_EQ(t.size(), 15u);
+    const double byteMs = 10.0 / 9.6; // the command itself takes two byte times
+    EXPECT_NEAR(t.front(), 20 + 3 * byteMs, 0.15);
+    EXPECT_NEAR(t.back(), 20 + 17 * byteMs, 0.15);
+}
+
+Bytes Found(size_t i) {
+    const sim::RemoteDevice d = sim::BuiltInDevices()[i];
+    return Cat(Cat(Cat(Bytes{0x60, 39, 1}, d.address), d.name), Bytes(32 - d.name.size(), 0));
+}
+
+TEST(Module, SearchReportsTheDevicesOfTheClassAskedForThenEnds) {
+    ModuleRig rig("--search-time 1200");
+    EXPECT_EQ(rig.Exchange(kSearch, 1300),
+              Cat(Cat(Cat(Cat(Found(0), Found(1)), Found(2)), Found(3)), Bytes{0x60, 0}));
+    // Byte 1 of the filter: major device class 2, phones only; duration 24 lasts twice as long.
+    std::vector<double> t;
+    ASSERT_EQ(rig.Exchange({0x60, 6, 24, 0, 2, 0, 0, 1}, 2500, &t), Cat(Found(1), Bytes{0x60, 0}));
+    EXPECT_GT(t.back(), 2400);
+    // A cancel ends the search at once, with a quiet gap before the end event.
+    EXPECT_EQ(rig.Exchange(kSearch, 400), Found(0));
+    t.clear();
+    ASSERT_EQ(rig.Exchange({0x80, 0}, 1500, &t), (Bytes{0x80, 1, 1, 0x60, 0}));
+    EXPECT_GE(t[3] - t[2], sim::VirtualModule::kEventGapMs);
+}
+
+TEST(Module, GarbageAndSplitFaults) {
+    const Bytes junk = ModuleRig("--fault garbage:0x40=7 --seed 9").Exchange({0x40, 0});
+    EXPECT_EQ(junk.size(), 7u);
+    EXPECT_EQ(junk, ModuleRig("--fault garbage:0x40=7 --seed 9").Exchange({0x40, 0}));
+    EXPECT_NE(junk, ModuleRig("--fault garbage:0x40=7 --seed 10").Exchange({0x40, 0}));
+
+    // Pieces with pauses between them, the whole well within the host's wait.
+    for (const char* split : {"--fault split", "--fault split:0x1c"}) {
+        std::vector<double> t;
+        ASSERT_EQ(ModuleRig(split).Exchange({0x1c, 0}, 500, &t, 100),
+                  Cat(Bytes{0x1c, 16, 1}, "Norvane NVM-220"s));
+        int pauses = 0;
+        for (size_t i = 1; i < t.size(); ++i)
+            pauses += t[i] - t[i - 1] > 15;
+        EXPECT_GE(pauses, 5) << split;
+        EXPECT_LT(t.back(), 400) << split;
+    }
+}
+
+TEST(SimOptions, BadOptionsAreRefusedWithAReason) {
+    std::istringstream bad(
+        "--profile=code6-3.02 --profile=code3-3.01 --profile=gen3-3.02 --profile --pairing=maybe "
+        "--pairing=timeout@x --baud=12 --answer-delay=-1 --search-time=5 --devices=/nonexistent "
+        "--link= --fault= --fault=loud --fault=silent: --fault=silent:0x40=1 --fault=silent:256 "
+        "--fault=opcode:0x40 --fault=status:0x40=256 --fault=garbage:0x40=0 "
+        "--fault=delay:0x40=1e3 --frobnicate extra");
+    for (std::string option; bad >> option;) {
+        sim::SimOptions o;
+        std::string error;
+        EXPECT_FALSE(sim::ParseSimOptions({option}, &o, &error)) << option;
+        EXPECT_FALSE(error.empty()) << option;
+    }
+}
+
+TEST(SimState, SavedSettingsComeBackAndDamagedLinesChangeNothing) {
+    sim::Settings s = sim::DefaultSettings(sim::Profile{});
+    s.deviceName = "Back\\slash \x01 name";
+    s.passkey = "12 34";
+    s.pairedAddress = {{1, 2, 3, 4, 5, 6}};
+    s.txPowerD2 = -30;
+    s.qosLatency = {{0, 0x0f, 0x42, 0x40}};
+    const std::string text = sim::SaveSettingsText(s);
+    EXPECT_NE(text.find("\ndevice_name Back\\x5cslash \\x01 name\n"), std::string::npos) << text;
+
+    std::string crlf; // as an editor on another system may leave it
+    for (char c : text)
+        crlf += c == '\n' ? "\r\n" : std::string(1, c);
+    sim::Settings loaded = sim::DefaultSettings(sim::Profile{});
+    sim::LoadSettingsText(crlf +
+                              "garbage line\ndevice_name\nserial 1 2 3\nlink_timeout 70000\n"
+                              "tx_power_d2 -40000\nclass_of_device 00 zz 00 00\n"
+                              "local_address 01 02 03\nsniff -1 0 0 0\n\x01\x02\xff\r\n"
+                              "service_name " +
+                              std::string(40, 's') + "\n",
+                          &loaded);
+    EXPECT_EQ(sim::SaveSettingsText(loaded), text);
+}
+
+} // namespace
