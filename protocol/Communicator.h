@@ -16,7 +16,7 @@
 class mSerial;
 
 class Communicator {
-public:
+  public:
     // Largest frame a module can send: opcode, length, 255 bytes.
     static constexpr int kMaxFrame = 257;
     static constexpr int kStoreSlots = 5;
@@ -54,15 +54,15 @@ public:
     int32_t CheckConnection();
 
     // Configuration commands. Texts are returned as std::string (8-bit bytes).
-    int32_t GetDeviceMode(uint8_t& mode);                                  // 0x12
-    int32_t SetDeviceMode(int32_t mode);                                   // 0x13
-    int32_t GetSerialSettings(uint8_t settings[5]);                        // 0x14
-    int32_t SetSerialSettings(int32_t rate, int32_t flow, int32_t parity,  //
-                              int32_t dataBits, int32_t stopBits);         // 0x15
-    int32_t GetConnectAddress(uint8_t address[6]);                         // 0x16
-    int32_t SetConnectAddress(const uint8_t address[6]);                   // 0x17
-    int32_t GetAcceptedAddress(uint8_t address[6]);                        // 0x18
-    int32_t SetAcceptedAddress(const uint8_t address[6]);                  // 0x19
+    int32_t GetDeviceMode(uint8_t& mode);                                 // 0x12
+    int32_t SetDeviceMode(int32_t mode);                                  // 0x13
+    int32_t GetSerialSettings(uint8_t settings[5]);                       // 0x14
+    int32_t SetSerialSettings(int32_t rate, int32_t flow, int32_t parity, //
+                              int32_t dataBits, int32_t stopBits);        // 0x15
+    int32_t GetConnectAddress(uint8_t address[6]);                        // 0x16
+    int32_t SetConnectAddress(const uint8_t address[6]);                  // 0x17
+    int32_t GetAcceptedAddress(uint8_t address[6]);                       // 0x18
+    int32_t SetAcceptedAddress(const uint8_t address[6]);                 // 0x19
     // name: at most 32 characters; fullLength: length of the whole text sent.
     int32_t GetDeviceName(std::string& name, int32_t& fullLength);         // 0x1C
     int32_t SetDeviceName(const uint8_t* name, int32_t length);            // 0x1D
@@ -97,32 +97,32 @@ public:
     int32_t SetMaxTxPower(int32_t& value);     // 0xD3, value := what the module took
     int32_t GetDefaultTxPower(int16_t& value); // 0xD4
     int32_t SetDefaultTxPower(int32_t& value); // 0xD5, value := what the module took
-    int32_t GetSerialEmulation(uint8_t& type);                          // 0xD6
-    int32_t SetSerialEmulation(int32_t type);                           // 0xD7
-    int32_t GetUserBaudrate(uint8_t& enabled, uint16_t& value);         // 0xD8
-    int32_t SetUserBaudrate(int32_t enabled, int32_t value);            // 0xD9
-    int32_t GetQualityOfService(uint8_t& mode, uint8_t latency[4]);     // 0xDA
+    int32_t GetSerialEmulation(uint8_t& type); // 0xD6
+    int32_t SetSerialEmulation(int32_t type);  // 0xD7
+    int32_t GetUserBaudrate(uint8_t& enabled, uint16_t& value);          // 0xD8
+    int32_t SetUserBaudrate(int32_t enabled, int32_t value);             // 0xD9
+    int32_t GetQualityOfService(uint8_t& mode, uint8_t latency[4]);      // 0xDA
     int32_t SetQualityOfService(int32_t mode, const uint8_t latency[4]); // 0xDB
-    int32_t GetScoSettings(uint8_t& enabled, uint16_t& packetType);     // 0xF0
-    int32_t SetScoSettings(int32_t enabled, int32_t packetType);        // 0xF1
-    int32_t GetCodecOutputGainMax(uint16_t& value);                     // 0xF2
-    int32_t GetCodecOutputGain(uint16_t& value);                        // 0xF3
-    int32_t SetCodecOutputGain(int32_t value);                          // 0xF4
-    int32_t GetCodecInputGainMax(uint16_t& value);                      // 0xF5
-    int32_t GetCodecInputGain(uint16_t& value);                         // 0xF6
-    int32_t SetCodecInputGain(int32_t value);                           // 0xF7
+    int32_t GetScoSettings(uint8_t& enabled, uint16_t& packetType);      // 0xF0
+    int32_t SetScoSettings(int32_t enabled, int32_t packetType);         // 0xF1
+    int32_t GetCodecOutputGainMax(uint16_t& value);                      // 0xF2
+    int32_t GetCodecOutputGain(uint16_t& value);                         // 0xF3
+    int32_t SetCodecOutputGain(int32_t value);                           // 0xF4
+    int32_t GetCodecInputGainMax(uint16_t& value);                       // 0xF5
+    int32_t GetCodecInputGain(uint16_t& value);                          // 0xF6
+    int32_t SetCodecInputGain(int32_t value);                            // 0xF7
 
     // Search and pairing.
     int32_t StartInquiry(int32_t duration, const uint8_t classFilter[4], bool flag); // 0x60
-    int32_t CancelInquiry();                                                          // 0x80
-    int32_t StartPairing(int32_t remoteInitiates, const uint8_t address[6],
-                         const uint8_t* passkey, uint32_t passkeyLength); // 0x63 / 0x64
+    int32_t CancelInquiry();                                                         // 0x80
+    int32_t StartPairing(int32_t remoteInitiates, const uint8_t address[6], const uint8_t* passkey,
+                         uint32_t passkeyLength); // 0x63 / 0x64
     int32_t PollInquiry();
     // Returns the results still waiting after the take, or -1 when none was waiting.
     int32_t TakeInquiryResult(uint8_t address[6], uint8_t name[32]);
     int32_t PollPairingStatus();
 
-protected:
+  protected:
     // Hundredths field (0..99) of the current second of the wall clock.
     virtual int32_t Hundredths() const;
 };

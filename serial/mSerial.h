@@ -35,7 +35,7 @@ enum Ereadtype : uint8_t { mBlocking, mNonblocking };
 int32_t BaudrateBits(int value);
 
 class mSerial {
-public:
+  public:
     mSerial();
     virtual ~mSerial();
     mSerial(const mSerial&) = delete;
@@ -76,13 +76,13 @@ public:
     // "COM<n>", the name used in texts.
     static std::string PortName(int32_t n);
 
-protected:
+  protected:
     // Private state of the component (protected so that test doubles can set it).
     std::string lastErrorText;
     int32_t lastError = 0;
     uint8_t isOpen = 0;
 
-private:
+  private:
     struct Impl; // operating-system handle and helpers of the backend
     Impl* impl;
 

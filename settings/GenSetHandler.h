@@ -10,7 +10,7 @@ class QLabel;
 class QLineEdit;
 
 class GenSetHandler : public SettingsHandler {
-public:
+  public:
     // Capability flags, decided by the identity answer.
     uint8_t firmware3 = 0;
     uint8_t firmware3Minor2Gen2 = 0;

@@ -6,12 +6,13 @@
 #include <cstdint>
 
 class ErrorReport {
-public:
+  public:
     virtual ~ErrorReport() = default;
 
-    QString category;      // word after "Error - " in the caption
-    QString headline;      // the line shown as the error
-    uint32_t errorCode = 0; // 0 input error; 0x100 + opcode failed read; 0x200 + opcode failed write
+    QString category; // word after "Error - " in the caption
+    QString headline; // the line shown as the error
+    uint32_t errorCode =
+        0; // 0 input error; 0x100 + opcode failed read; 0x200 + opcode failed write
     int32_t helpContext = 0; // topic of the offending control (input errors)
 
     virtual void ClearDescription() = 0;
@@ -21,9 +22,9 @@ public:
 };
 
 class Progress {
-public:
+  public:
     virtual ~Progress() = default;
-    virtual void Step() = 0;                 // position + 1
-    virtual void RaiseMaximum(int by) = 0;   // maximum + by
-    virtual void Repaint() = 0;              // paint the bar at once
+    virtual void Step() = 0;               // position + 1
+    virtual void RaiseMaximum(int by) = 0; // maximum + by
+    virtual void Repaint() = 0;            // paint the bar at once
 };

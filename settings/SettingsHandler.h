@@ -12,7 +12,7 @@ class Communicator;
 class QObject;
 
 class SettingsHandler {
-public:
+  public:
     virtual ~SettingsHandler() = default;
 
     int SetCommunicator(Communicator* c) {
@@ -34,7 +34,7 @@ public:
 
     uint8_t changed = 0;
 
-protected:
+  protected:
     // Input-error message: category "Invalid input value", code 0; returns -1.
     int ReportInputError(const QString& headline, const QString& rule, int32_t helpContext);
     // Communication-error message for a failed read (write = false) or write;

@@ -8,7 +8,7 @@
 #include <vector>
 
 class SimServer {
-public:
+  public:
     // args: the options nvmsim takes, without the program name, for example
     // {"--profile", "gen1-2.10", "--fault", "silent:0x40"}.
     explicit SimServer(const std::vector<std::string>& args);
@@ -29,7 +29,7 @@ public:
     std::vector<std::string> TraceLines() const;
     void ClearTrace();
 
-private:
+  private:
     struct Impl;
     std::unique_ptr<Impl> impl;
 };

@@ -17,7 +17,7 @@ class QPushButton;
 // The one dialog in which failures are reported.
 class TErrorForm : public QDialog, public ErrorReport {
     Q_OBJECT
-public:
+  public:
     explicit TErrorForm(QWidget* parent = nullptr);
 
     void ClearDescription() override;
@@ -42,7 +42,7 @@ public:
 // Shows how far a read-all or write-all has come; shown without blocking.
 class TProgForm : public QDialog, public Progress {
     Q_OBJECT
-public:
+  public:
     explicit TProgForm(QWidget* parent = nullptr);
 
     void Step() override;
@@ -55,7 +55,7 @@ public:
 
 class TaboutForm : public QDialog {
     Q_OBJECT
-public:
+  public:
     explicit TaboutForm(QWidget* parent = nullptr);
     void OKButtonClick();
     void CommentsClick(); // opens the maker's web address
@@ -70,7 +70,7 @@ public:
 // Port chooser: tag = chosen port number (index + 1), or 0 for Cancel.
 class TSerChooseForm : public QDialog {
     Q_OBJECT
-public:
+  public:
     // Items "COM1".."COM20" and one empty item; where the port table has a device
     // for port n, its path is shown beside "COMn".
     explicit TSerChooseForm(QWidget* parent = nullptr);
@@ -84,7 +84,7 @@ public:
 // Port could not be opened: Retry tag 0, Exit tag -1.
 class TComOpenError : public QDialog {
     Q_OBJECT
-public:
+  public:
     explicit TComOpenError(QWidget* parent = nullptr);
     int tag = 0;
     QPushButton* RetryButton = nullptr;
@@ -94,7 +94,7 @@ public:
 // Module did not answer: Retry tag 1, Exit tag 0.
 class TConnectErrorForm : public QDialog {
     Q_OBJECT
-public:
+  public:
     explicit TConnectErrorForm(QWidget* parent = nullptr);
     int tag = 0;
     QPushButton* RetryButton = nullptr;

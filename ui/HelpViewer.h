@@ -17,7 +17,7 @@ struct HelpTopic {
 };
 
 class HelpFile {
-public:
+  public:
     // Looks for the file beside the program, then in the docs folder of the source tree.
     static QString DefaultPath();
     bool Load(const QString& path);
@@ -25,18 +25,18 @@ public:
     const HelpTopic* Topic(int context) const;
     QList<int> Contexts() const { return topics.keys(); }
 
-private:
+  private:
     QMap<int, HelpTopic> topics;
 };
 
 class HelpViewer : public QDialog {
     Q_OBJECT
-public:
+  public:
     explicit HelpViewer(const HelpFile& file, QWidget* parent = nullptr);
     // Contents with links to every topic (context 0), or one topic.
     void ShowTopic(int context);
     QTextBrowser* browser = nullptr;
 
-private:
+  private:
     const HelpFile& file;
 };
