@@ -114,14 +114,8 @@ int main(int argc, char** argv) {
 
     PortTable::Set({device});
     CountingSerial port;
+    SetModuleLineSettings(port); // the tool's line: its reads wait kReadTimeoutMs
     port.port = 1;
-    port.baudrate = mBaud38400;
-    port.databits = mData8;
-    port.parity = mParNone;
-    port.stopbits = mStop1;
-    port.handshake = mHandNone;
-    port.ReadTimeout = kReadTimeoutMs;
-    port.WriteTimeout = 100;
     if (port.Open() != 0) {
         std::fprintf(stderr, "protocol_bench: %s: %s\n", device.c_str(),
                      port.GetLastErrorText().c_str());

@@ -34,6 +34,12 @@ enum Ereadtype : uint8_t { mBlocking, mNonblocking };
 // Line speed in bits per second of an Ebaudrate value; 0 for a value outside the table.
 int32_t BaudrateBits(int value);
 
+class mSerial;
+// The line the tool talks to a module on: 38400 bits per second, 8 data bits, no
+// parity, one stop bit, no handshake, reads waiting 10 ms and writes 100 ms.
+// The port number is left as it is.
+void SetModuleLineSettings(mSerial& port);
+
 class mSerial {
   public:
     mSerial();
@@ -88,7 +94,10 @@ class mSerial {
 
     // Hooks that each operating system's backend defines.
     static Impl* NewImpl();
-    static void DeleteImpl(Impl* p); // closes a descriptor still held
+    static void DeleteImpl(Impl* p);    // closes a descriptor still held
+    static void ReleaseDevice(Impl* p); // closes the open device
+    // One read of up to count bytes on the open port, under the time-outs.
+    int32_t ReadOpenPort(uint8_t* buffer, int32_t count);
     // Opens port n as Open does (read/write, exclusive) and closes it again;
     // true when that worked.
     static bool ProbePort(int32_t n);

@@ -34,6 +34,38 @@ mSerial::~mSerial() {
     DeleteImpl(impl);
 }
 
+int32_t mSerial::Close() {
+    if (isOpen != 1) {
+        lastError = 1;
+        lastErrorText = "Close command when already closed";
+        return -1;
+    }
+    ReleaseDevice(impl);
+    isOpen = 0;
+    return 0;
+}
+
+int32_t mSerial::ReadBuffer(uint8_t* buffer, int32_t count) {
+    if (isOpen != 1) {
+        lastError = 1;
+        lastErrorText = "Tried to read closed port";
+        return -1;
+    }
+    if (buffer == nullptr || count <= 0) return 0;
+    return ReadOpenPort(buffer, count);
+}
+
+void SetModuleLineSettings(mSerial& port) {
+    port.baudrate = mBaud38400;
+    port.parity = mParNone;
+    port.handshake = mHandNone;
+    port.databits = mData8;
+    port.stopbits = mStop1;
+    port.readtype = mNonblocking;
+    port.ReadTimeout = 10;
+    port.WriteTimeout = 100;
+}
+
 std::string mSerial::PortName(int32_t n) {
     char text[32];
     std::snprintf(text, sizeof(text), "COM%d", static_cast<int>(n));

@@ -323,25 +323,12 @@ int32_t mSerial::Open() {
     return 0;
 }
 
-int32_t mSerial::Close() {
-    if (isOpen != 1) {
-        lastError = 1;
-        lastErrorText = "Close command when already closed";
-        return -1;
-    }
-    CloseDevice(impl->fd);
-    impl->fd = -1;
-    isOpen = 0;
-    return 0;
+void mSerial::ReleaseDevice(Impl* p) {
+    CloseDevice(p->fd);
+    p->fd = -1;
 }
 
-int32_t mSerial::ReadBuffer(uint8_t* buffer, int32_t count) {
-    if (isOpen != 1) {
-        lastError = 1;
-        lastErrorText = "Tried to read closed port";
-        return -1;
-    }
-    if (buffer == nullptr || count <= 0) return 0;
+int32_t mSerial::ReadOpenPort(uint8_t* buffer, int32_t count) {
     const int fd = impl->fd;
 
     const auto start = Clock::now();

@@ -163,25 +163,12 @@ int32_t mSerial::Open() {
     return 0;
 }
 
-int32_t mSerial::Close() {
-    if (isOpen != 1) {
-        lastError = 1;
-        lastErrorText = "Close command when already closed";
-        return -1;
-    }
-    CloseHandle(impl->handle);
-    impl->handle = INVALID_HANDLE_VALUE;
-    isOpen = 0;
-    return 0;
+void mSerial::ReleaseDevice(Impl* p) {
+    CloseHandle(p->handle);
+    p->handle = INVALID_HANDLE_VALUE;
 }
 
-int32_t mSerial::ReadBuffer(uint8_t* buffer, int32_t count) {
-    if (isOpen != 1) {
-        lastError = 1;
-        lastErrorText = "Tried to read closed port";
-        return -1;
-    }
-    if (buffer == nullptr || count <= 0) return 0;
+int32_t mSerial::ReadOpenPort(uint8_t* buffer, int32_t count) {
     DWORD got = 0;
     // The call's own result is not looked at: what was transferred counts.
     ReadFile(impl->handle, buffer, static_cast<DWORD>(count), &got, nullptr);

@@ -96,15 +96,8 @@ TMainForm::TMainForm(QWidget* parent) : QMainWindow(parent) {
     setObjectName(QStringLiteral("MainForm"));
     SetHelpContext(this, kWindowHelpContext);
 
-    serPort.baudrate = mBaud38400;
-    serPort.parity = mParNone;
-    serPort.handshake = mHandNone;
-    serPort.databits = mData8;
-    serPort.stopbits = mStop1;
-    serPort.readtype = mNonblocking;
+    SetModuleLineSettings(serPort);
     serPort.port = 1;
-    serPort.ReadTimeout = 10;
-    serPort.WriteTimeout = 100;
 
     comm = std::make_unique<Communicator>();
     comm->pump = [] { QCoreApplication::processEvents(); };

@@ -41,11 +41,8 @@ double SecondsSince(Clock::time_point start) {
 struct Host {
     explicit Host(const std::string& device) {
         PortTable::Set({device});
+        SetModuleLineSettings(port);
         port.port = 1;
-        port.baudrate = mBaud38400;
-        port.databits = mData8;
-        port.ReadTimeout = 10;
-        port.WriteTimeout = 100;
         EXPECT_EQ(port.Open(), 0) << device << ": " << port.GetLastErrorText();
         comm.SetSerialPort(&port);
     }
