@@ -2,6 +2,7 @@
 // module answers, and prints everything the module tells about itself, in the
 // order in which the tool reads it.
 #include "Communicator.h"
+#include "ModuleIdentity.h"
 #include "mSerial.h"
 
 #include <cstdio>
@@ -50,23 +51,6 @@ struct Query {
     }
 };
 
-const char* ProductId(int code) {
-    switch (code) {
-    case 1:
-        return "NVM-100";
-    case 2:
-        return "NVM-210";
-    case 3:
-        return "NVM-220";
-    case 4:
-        return "NVM-220X";
-    case 5:
-        return "NVM-100";
-    default:
-        return "N/A";
-    }
-}
-
 const char* RateText(int code) {
     static const char* const rates[] = {"2400",   "4800",   "9600",   "19200",  "38400",  "57600",
                                         "115200", "230400", "460800", "921600", "1382400"};
@@ -94,14 +78,8 @@ int main(int argc, char** argv) {
     const std::string device = argv[1];
     PortTable::Set({device});
     mSerial port;
+    SetModuleLineSettings(port);
     port.port = 1;
-    port.baudrate = mBaud38400;
-    port.databits = mData8;
-    port.parity = mParNone;
-    port.stopbits = mStop1;
-    port.handshake = mHandNone;
-    port.ReadTimeout = 10;
-    port.WriteTimeout = 100;
     if (port.Open() != 0) {
         std::fprintf(stderr, "nvmquery: %s (%s): %s\n", mSerial::PortName(1).c_str(),
                      device.c_str(), port.GetLastErrorText().c_str());
@@ -125,26 +103,13 @@ int main(int argc, char** argv) {
     bool firmware3 = false, minor2 = false, secondGeneration = true;
     int32_t r = c.GetModuleInfo(id);
     if (q.Line("Identity", 0x40, r, Hex(id, 12))) {
-        const int code =
-            ((id[0] >> 4) * 1000 + (id[0] & 15)) * 100 + (id[1] >> 4) * 10 + (id[1] & 15);
-        char buf[128];
-        std::snprintf(buf, sizeof buf, "%d%d%d%d.%d%d.%d%d-%d%d", id[2] >> 4, id[2] & 15,
-                      id[3] >> 4, id[3] & 15, id[4] >> 4, id[4] & 15, id[5] >> 4, id[5] & 15,
-                      id[7] >> 4, id[7] & 15);
-        std::string software = std::to_string(id[8]) + ".";
-        char minor[8];
-        std::snprintf(minor, sizeof minor, "%02u", id[9]);
-        software += minor;
-        if (id[10] != 0 || id[11] != 0)
-            software += "." + std::to_string(id[10] >> 4) + std::to_string(id[10] & 15);
-        if (id[11] != 0)
-            software += "." + std::to_string(id[11] >> 4) + std::to_string(id[11] & 15);
-        std::printf("  Product code: %d (%s)\n", code, ProductId(code));
-        std::printf("  Hardware version: %s\n", buf);
-        std::printf("  Software version: %s\n", software.c_str());
-        firmware3 = (id[8] & 15) >= 3;
-        minor2 = firmware3 && id[9] >= 2;
-        secondGeneration = code == 2 || code == 3 || code == 4 || code < 1 || code > 5;
+        const ModuleIdentity mi = DecodeModuleIdentity(id);
+        std::printf("  Product code: %ld (%s)\n", mi.productCode, mi.productId.c_str());
+        std::printf("  Hardware version: %s\n", mi.hardwareVersion.c_str());
+        std::printf("  Software version: %s\n", mi.softwareVersion.c_str());
+        firmware3 = mi.firmware3;
+        minor2 = mi.firmware3Minor2;
+        secondGeneration = mi.secondGeneration;
     }
     std::string text;
     int32_t full = 0;

@@ -4,6 +4,7 @@
 
 #include "Communicator.h"
 #include "ConfigFile.h"
+#include "ModuleIdentity.h"
 
 #include <QLabel>
 #include <QLineEdit>
@@ -32,13 +33,6 @@ constexpr std::size_t kServiceBytes = 18;
 constexpr int32_t kHelpDeviceName = 22;
 constexpr int32_t kHelpServiceName = 23;
 
-int Hi(uint8_t b) {
-    return b >> 4;
-}
-int Lo(uint8_t b) {
-    return b & 0x0f;
-}
-
 QString Latin1(const std::string& s) {
     return QString::fromLatin1(s.data(), int(s.size()));
 }
@@ -63,70 +57,16 @@ template <std::size_t N> int32_t TerminatedName(const std::string& name, uint8_t
 } // namespace
 
 bool GenSetHandler::DecodeModuleInfo(const uint8_t info[12]) {
-    // Byte 0 is weighted by 1000 per high nibble, not 10: the known codes
-    // 1 to 5 all have byte 0 = 0, and any other byte 0 gives an unknown code.
-    const long code =
-        (long(Hi(info[0])) * 1000 + Lo(info[0])) * 100 + (long(Hi(info[1])) * 10 + Lo(info[1]));
-    secondGeneration = 0;
-    productCode5 = 0;
-    switch (code) {
-    case 1:
-        productId = "NVM-100";
-        break;
-    case 2:
-        productId = "NVM-210";
-        secondGeneration = 1;
-        break;
-    case 3:
-        productId = "NVM-220";
-        secondGeneration = 1;
-        break;
-    case 4:
-        productId = "NVM-220X";
-        secondGeneration = 1;
-        break;
-    case 5:
-        productId = "NVM-100";
-        productCode5 = 1;
-        break;
-    default:
-        productId = "N/A";
-        secondGeneration = 1;
-        break;
-    }
-
-    char text[64];
-    std::snprintf(text, sizeof text, "%d%d%d%d.%d%d.%d%d-%d%d", Hi(info[2]), Lo(info[2]),
-                  Hi(info[3]), Lo(info[3]), Hi(info[4]), Lo(info[4]), Hi(info[5]), Lo(info[5]),
-                  Hi(info[7]), Lo(info[7]));
-    hardwareVersion = text;
-
-    std::snprintf(text, sizeof text, "%u.%02u", unsigned(info[8]), unsigned(info[9]));
-    softwareVersion = text;
-    if (info[10] != 0 || info[11] != 0) {
-        std::snprintf(text, sizeof text, ".%d%d", Hi(info[10]), Lo(info[10]));
-        softwareVersion += text;
-        if (info[11] != 0) {
-            std::snprintf(text, sizeof text, ".%d%d", Hi(info[11]), Lo(info[11]));
-            softwareVersion += text;
-        }
-    }
-
-    if (Lo(info[8]) < 3) {
-        firmware3 = 0;
-        firmware3Minor2 = 0;
-        firmware3Minor2Gen2 = 0;
-        return false;
-    }
-    firmware3 = 1;
-    if (info[9] < 2) {
-        firmware3Minor2 = 0;
-        firmware3Minor2Gen2 = 0;
-    } else {
-        firmware3Minor2 = 1;
-        firmware3Minor2Gen2 = secondGeneration;
-    }
-    return true;
+    const ModuleIdentity id = DecodeModuleIdentity(info);
+    productId = id.productId;
+    hardwareVersion = id.hardwareVersion;
+    softwareVersion = id.softwareVersion;
+    secondGeneration = id.secondGeneration;
+    productCode5 = id.productCode5;
+    firmware3 = id.firmware3;
+    firmware3Minor2 = id.firmware3Minor2;
+    firmware3Minor2Gen2 = id.firmware3Minor2Gen2;
+    return firmware3 != 0;
 }
 
 int GenSetHandler::ReadFromDevice() {
