@@ -6,7 +6,7 @@
 //  and the resident memory after reading.
 #include "Communicator.h"
 #include "Dialogs.h"
-#include "GenSetHandler.h"
+#include "GeneralPage.h"
 #include "TMainForm.h"
 #include "mSerial.h"
 
@@ -110,9 +110,9 @@ int main(int argc, char** argv) {
     // The first read-all starts by itself once the module has answered.
     for (int waited = 0; waited < 10000 && !gaveUp; waited += 10) {
         QTest::qWait(10);
-        if (form.prodID->text() != "N/A" && form.readConfig->isEnabled()) break;
+        if (form.generalPage->prodID->text() != "N/A" && form.readConfig->isEnabled()) break;
     }
-    if (gaveUp || form.prodID->text() == "N/A") {
+    if (gaveUp || form.generalPage->prodID->text() == "N/A") {
         std::fprintf(stderr, "window_bench: no module answered on %s\n", argv[1]);
         return 1;
     }

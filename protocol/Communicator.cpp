@@ -45,6 +45,21 @@ class FrameCollector {
         }
     }
 
+    // Bytes the frame still lacks, as far as it is known: the opcode and the
+    // length first, then what the length says.
+    int32_t Missing() const {
+        switch (state) {
+        case kOpcode:
+            return 2;
+        case kLength:
+            return 1;
+        case kStatus:
+            return length;
+        default:
+            return length - count;
+        }
+    }
+
   private:
     enum State { kOpcode = 1, kLength, kStatus, kData };
     uint8_t* buffer;
@@ -57,7 +72,8 @@ class FrameCollector {
 // One frame from the port within `limit` hundredths; `clock` gives the hundredths
 // field of the current second and `beforeClock` runs before every clock reading.
 template <typename Clock, typename Hook>
-int32_t CollectFrame(mSerial* port, uint8_t* buffer, int32_t limit, Clock clock, Hook beforeClock) {
+int32_t CollectFrame(mSerial* port, uint8_t* buffer, int32_t limit, bool exact, Clock clock,
+                     Hook beforeClock) {
     if (port == nullptr || buffer == nullptr) {
         beforeClock();
         return -1; // nothing can ever arrive: report the time-out at once
@@ -71,10 +87,12 @@ int32_t CollectFrame(mSerial* port, uint8_t* buffer, int32_t limit, Clock clock,
         int32_t elapsed = clock() - start;
         if (elapsed < 0) elapsed += 100;
         if (elapsed > limit) return -1;
-        int32_t got = port->ReadBuffer(slice, kReadSlice);
+        const int32_t want =
+            exact && collector.Missing() < kReadSlice ? collector.Missing() : kReadSlice;
+        int32_t got = port->ReadBuffer(slice, want);
         // A closed port will not deliver the rest of the frame.
         if (got < 0) return -1;
-        if (got > kReadSlice) got = kReadSlice;
+        if (got > want) got = want;
         for (int32_t i = 0; i < got; ++i) {
             // Bytes after the end of the frame in the same read are dropped.
             if (collector.Feed(slice[i])) return 1;
@@ -141,13 +159,13 @@ void Communicator::Send(const uint8_t* frame, int32_t count) {
 int32_t Communicator::Receive(uint8_t* buffer, int32_t expected) {
     (void)expected; // the frame's own length byte decides
     return CollectFrame(
-        serialPort, buffer, kReceiveLimit, [this] { return Hundredths(); }, [] {});
+        serialPort, buffer, kReceiveLimit, frameByFrame, [this] { return Hundredths(); }, [] {});
 }
 
 int32_t Communicator::PollReceive(uint8_t* buffer, int32_t expected) {
     (void)expected;
     return CollectFrame(
-        serialPort, buffer, kPollLimit, [this] { return Hundredths(); },
+        serialPort, buffer, kPollLimit, false, [this] { return Hundredths(); },
         [this] {
             if (pump) pump();
         });

@@ -35,6 +35,11 @@ class Communicator {
     int32_t searchState = 0;
     int32_t pairingState = 0;
 
+    // When set, Receive asks the port for exactly the bytes the frame still
+    // lacks, so it returns as the last byte arrives instead of waiting out the
+    // port's quiet time. Bytes after the frame then stay for the next read.
+    bool frameByFrame = false;
+
     // Lets the user interface process its pending messages; called by PollReceive
     // before every clock reading. May be empty.
     std::function<void()> pump;

@@ -3,11 +3,19 @@
 #include "ConfigFile.h"
 
 #include <atomic>
+#include <cerrno>
 #include <chrono>
+#include <cstring>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <system_error>
+
+#if !defined(_WIN32)
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+#endif
 
 namespace fs = std::filesystem;
 
@@ -46,11 +54,43 @@ fs::path TemporaryBeside(const fs::path& target) {
 
 } // namespace
 
-bool WriteAtomically(const std::string& path, const std::string& text) {
-    if (path.empty()) return false;
-    const fs::path target(path);
+namespace {
+
+void Say(std::string* error, const std::string& why) {
+    if (error != nullptr) *error = why;
+}
+
+// The file a save replaces: the path itself, or the file its symbolic links
+// lead to (a link to a file not there yet names the file to create).
+fs::path SaveTarget(const fs::path& path) {
+    fs::path target = path;
     std::error_code ec;
-    if (fs::is_directory(target, ec)) return false;
+    for (int hops = 0; hops < 40 && fs::is_symlink(target, ec); ++hops) {
+        const fs::path next = fs::read_symlink(target, ec);
+        if (ec) break;
+        target = next.is_absolute() ? next : target.parent_path() / next;
+    }
+    return target;
+}
+
+} // namespace
+
+bool WriteAtomically(const std::string& path, const std::string& text, std::string* error) {
+    if (path.empty()) {
+        Say(error, "no file name was given");
+        return false;
+    }
+    const fs::path target = SaveTarget(fs::path(path));
+    std::error_code ec;
+    const fs::file_status status = fs::status(target, ec);
+    if (fs::is_directory(status)) {
+        Say(error, "it is a folder");
+        return false;
+    }
+    if (fs::exists(status) && !fs::is_regular_file(status)) {
+        Say(error, "it is not a regular file");
+        return false;
+    }
 
     // Every line ends in CR LF on every platform, as a Windows text-mode
     // stream writes it.
@@ -62,39 +102,116 @@ bool WriteAtomically(const std::string& path, const std::string& text) {
     }
 
     const fs::path temporary = TemporaryBeside(target);
-    if (temporary.empty()) return false;
-    {
-        std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
-        if (!out) return false;
-        out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
-        out.flush();
-        if (!out) {
-            out.close();
-            fs::remove(temporary, ec);
-            return false;
-        }
-        out.close();
-        if (out.fail()) {
-            fs::remove(temporary, ec);
-            return false;
-        }
-    }
-    fs::rename(temporary, target, ec);
-    if (ec) {
-        std::error_code ignored;
-        fs::remove(temporary, ignored);
+    if (temporary.empty()) {
+        Say(error, "no temporary file could be made beside it");
         return false;
     }
+    auto fail = [&](const std::string& why) {
+        std::error_code ignored;
+        fs::remove(temporary, ignored);
+        Say(error, why);
+        return false;
+    };
+    {
+        std::ofstream out(temporary, std::ios::binary | std::ios::trunc);
+        if (!out) {
+            const int code = errno;
+            Say(error, code != 0 ? std::strerror(code) : "the folder cannot be written");
+            return false;
+        }
+        out.write(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+        out.flush();
+        const bool written = bool(out);
+        const int code = errno;
+        out.close();
+        if (!written || out.fail())
+            return fail(code != 0 ? std::strerror(code) : "the file could not be written whole");
+    }
+    if (fs::exists(status)) {
+        fs::permissions(temporary, status.permissions(), fs::perm_options::replace, ec);
+        ec.clear();
+    }
+    fs::rename(temporary, target, ec);
+    if (ec) return fail(ec.message());
     return true;
 }
 
-bool ReadAll(const std::string& path, std::string& bytes) {
+bool ReadAll(const std::string& path, std::string& bytes, std::string* error) {
+    if (path.empty()) {
+        Say(error, "no file name was given");
+        return false;
+    }
+    std::string content;
+#if defined(_WIN32)
     std::error_code ec;
-    if (path.empty() || fs::is_directory(fs::path(path), ec)) return false;
+    const fs::file_status status = fs::status(fs::path(path), ec);
+    if (ec || !fs::exists(status)) {
+        Say(error, "No such file or directory");
+        return false;
+    }
+    if (fs::is_directory(status)) {
+        Say(error, "it is a folder");
+        return false;
+    }
+    if (!fs::is_regular_file(status)) {
+        Say(error, "it is not a regular file");
+        return false;
+    }
     std::ifstream in(path, std::ios::binary);
-    if (!in) return false;
-    std::string content((std::istreambuf_iterator<char>(in)), std::istreambuf_iterator<char>());
-    if (in.bad()) return false;
+    if (!in) {
+        Say(error, "it cannot be opened");
+        return false;
+    }
+    content.resize(kMaxFileSize + 1);
+    in.read(&content[0], static_cast<std::streamsize>(content.size()));
+    if (in.bad()) {
+        Say(error, "it cannot be read");
+        return false;
+    }
+    content.resize(static_cast<std::size_t>(in.gcount()));
+#else
+    // Opened without waiting (a pipe with no writer would hold the open), then
+    // judged by what was opened, so nothing can be swapped in between.
+    const int fd = ::open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+    if (fd < 0) {
+        Say(error, std::strerror(errno));
+        return false;
+    }
+    struct stat st {};
+    if (::fstat(fd, &st) != 0) {
+        Say(error, std::strerror(errno));
+        ::close(fd);
+        return false;
+    }
+    if (!S_ISREG(st.st_mode)) {
+        Say(error, S_ISDIR(st.st_mode) ? "it is a folder" : "it is not a regular file");
+        ::close(fd);
+        return false;
+    }
+    content.resize(kMaxFileSize + 1);
+    std::size_t got = 0;
+    while (got < content.size()) {
+        const ssize_t n = ::read(fd, &content[got], content.size() - got);
+        if (n < 0 && errno == EINTR) continue;
+        if (n < 0) {
+            Say(error, std::strerror(errno));
+            ::close(fd);
+            return false;
+        }
+        if (n == 0) break;
+        got += static_cast<std::size_t>(n);
+    }
+    ::close(fd);
+    content.resize(got);
+#endif
+    if (content.size() > kMaxFileSize) {
+        Say(error, "it is larger than 1 MiB");
+        return false;
+    }
+    if (content.find('\0') != std::string::npos) {
+        Say(error, "it holds zero bytes, so it is not a configuration file");
+        return false;
+    }
     bytes.swap(content);
     return true;
 }
@@ -131,10 +248,15 @@ std::string FindConfigValue(const std::string& key, const std::string& stream) {
             // Spaces, digits, line ends and anything else before a letter are skipped.
             break;
         case State::Key:
-            if (c == ':')
+            if (c == ':') {
                 state = State::AfterColon;
-            else
-                append(keyBuffer, c); // line ends too: a line without a colon runs on
+            } else if (c == '\n') {
+                // A line without a colon ("Device not paired") is information only.
+                keyBuffer.clear();
+                state = State::LineStart;
+            } else {
+                append(keyBuffer, c);
+            }
             break;
         case State::AfterColon:
             if (c != ' ') {

@@ -1,6 +1,7 @@
 // The ".bcf" configuration file: naming rule, header, atomic save and the key lookup.
 #pragma once
 
+#include <cstddef>
 #include <string>
 
 namespace ConfigFile {
@@ -11,12 +12,20 @@ extern const char* const kHeader; // first line and two empty lines
 // gets ".bcf" appended; shorter names are used as they are.
 std::string SaveName(const std::string& chosen);
 
-// Turns every "\n" of text into "\r\n" and writes it to a temporary file beside
-// path, then renames it over path. false (and path untouched) on any failure.
-bool WriteAtomically(const std::string& path, const std::string& text);
+// Largest file a load reads.
+constexpr std::size_t kMaxFileSize = 1024 * 1024;
 
-// Reads the whole file; false when it cannot be read.
-bool ReadAll(const std::string& path, std::string& bytes);
+// Turns every "\n" of text into "\r\n" and writes it to a temporary file beside
+// the target, then renames it over the target. A symbolic link is written
+// through to the file it names; an existing file keeps its permissions. false
+// (the target untouched, error telling why) on any failure.
+bool WriteAtomically(const std::string& path, const std::string& text,
+                     std::string* error = nullptr);
+
+// Reads a whole configuration file: only a regular file of at most
+// kMaxFileSize bytes without a zero byte. false (bytes untouched, error telling
+// why) for anything else; never waits on a pipe or a device.
+bool ReadAll(const std::string& path, std::string& bytes, std::string* error = nullptr);
 
 } // namespace ConfigFile
 

@@ -57,6 +57,14 @@ Answer AskYesNo(QWidget* parent, const QString& text) {
     return Ask(parent, text, true);
 }
 
+void Tell(QWidget* parent, const QString& text) {
+    if (TestSeams().tell) {
+        TestSeams().tell(text);
+        return;
+    }
+    QMessageBox::warning(parent, QString::fromLatin1(kApplicationTitle), text);
+}
+
 void ShowHelpContents(QWidget* parent) {
     if (TestSeams().help) {
         TestSeams().help(0);

@@ -19,6 +19,8 @@ enum class Answer { Ok, Cancel, Yes, No };
 Answer AskOkCancel(QWidget* parent, const QString& text);
 // Warning box with Yes and No; returns Yes or No.
 Answer AskYesNo(QWidget* parent, const QString& text);
+// Warning box with OK only: tells the person something went wrong.
+void Tell(QWidget* parent, const QString& text);
 // Help file at its contents (context 0) or a pop-up topic for one context number.
 void ShowHelpContents(QWidget* parent);
 void ShowHelpPopup(QWidget* parent, int context);
@@ -29,6 +31,7 @@ void Beep();
 // Test seams: when set, called instead of showing anything.
 struct Seams {
     std::function<Answer(const QString& text, bool yesNo)> ask;
+    std::function<void(const QString& text)> tell;
     std::function<void(int context)> help; // 0 = contents
     std::function<void(const QString& url)> openUrl;
 };

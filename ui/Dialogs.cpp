@@ -200,6 +200,18 @@ void TErrorForm::ShowModal() {
     exec();
 }
 
+void TErrorForm::Report(const Failure& failure) {
+    auto text = [](const std::string& s) { return QString::fromLatin1(s.data(), int(s.size())); };
+    category = text(failure.category);
+    headline = text(failure.headline);
+    errorCode = failure.errorCode;
+    helpContext = failure.helpContext;
+    ClearDescription();
+    for (const std::string& line : failure.description)
+        AddDescription(text(line));
+    ShowModal();
+}
+
 void TErrorForm::FormShow() {
     QString caption = "Error - " + category;
     if (errorCode != 0) caption += QString::asprintf(" (0x%04x)", static_cast<unsigned>(errorCode));

@@ -3,9 +3,11 @@
 // set by the button that closes it.
 #pragma once
 
-#include "Reporting.h"
+#include "SettingsGroup.h"
 
 #include <QDialog>
+#include <QString>
+#include <cstdint>
 
 class QCheckBox;
 class QComboBox;
@@ -15,14 +17,23 @@ class QProgressBar;
 class QPushButton;
 
 // The one dialog in which failures are reported.
-class TErrorForm : public QDialog, public ErrorReport {
+class TErrorForm : public QDialog {
     Q_OBJECT
   public:
     explicit TErrorForm(QWidget* parent = nullptr);
 
-    void ClearDescription() override;
-    void AddDescription(const QString& line) override;
-    void ShowModal() override; // FormShow, then exec()
+    QString category; // word after "Error - " in the caption
+    QString headline; // the line shown as the error
+    // 0 input error; 0x100 + opcode failed read; 0x200 + opcode failed write
+    uint32_t errorCode = 0;
+    int32_t helpContext = 0; // topic of the offending control (input errors)
+
+    void ClearDescription();
+    void AddDescription(const QString& line);
+    void ShowModal(); // FormShow, then exec()
+    // Fills the fields and the description from a settings group's failure and
+    // shows the report modally.
+    void Report(const Failure& failure);
 
     // Builds the caption and headline from the fields (on showing).
     void FormShow();

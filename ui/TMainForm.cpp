@@ -5,20 +5,19 @@
 #include "Desktop.h"
 #include "Dialogs.h"
 #include "GenSetHandler.h"
-#include "SettingsHandler.h"
+#include "GeneralPage.h"
+#include "SerSetHandler.h"
+#include "SerialPage.h"
+#include "SettingsPage.h"
 
 #include <QAction>
 #include <QApplication>
-#include <QCheckBox>
 #include <QCloseEvent>
 #include <QDir>
 #include <QFile>
 #include <QFileDialog>
-#include <QFormLayout>
-#include <QGroupBox>
+#include <QFileInfo>
 #include <QHBoxLayout>
-#include <QLabel>
-#include <QLineEdit>
 #include <QMenu>
 #include <QMenuBar>
 #include <QProgressBar>
@@ -31,7 +30,6 @@
 #include <QVBoxLayout>
 
 #include <algorithm>
-#include <sstream>
 #include <string>
 
 namespace {
@@ -43,11 +41,6 @@ const char* const kAdvancedWarning =
     "Changing the advanced settings can affect\nthe performance of the device. Please "
     "read\nthe manual carefully before changing values in\nthis section.\n\nProceed?";
 const char* const kFileFilter = "Configuration file (*.bcf);;All files (*.*)";
-const char* const kHelpContextProperty = "helpContext";
-
-constexpr int kReadProgressMaximum = 13;
-constexpr int kWriteProgressMaximum = 6;
-constexpr int kWriteProgressAdvanced = 3;
 constexpr int kStartDelayMs = 100;
 constexpr int kSettleMs = 100;
 constexpr int kStaleBytes = 100;
@@ -75,13 +68,6 @@ std::string LocalPath(const QString& fileName) {
     return QFile::encodeName(fileName).toStdString();
 }
 
-QLabel* NotAvailableLabel(const char* name) {
-    auto* label = new QLabel(QStringLiteral("N/A"));
-    label->setObjectName(QString::fromLatin1(name));
-    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    return label;
-}
-
 QWidget* EmptyPage(const char* name) {
     auto* page = new QWidget;
     page->setObjectName(QString::fromLatin1(name));
@@ -94,7 +80,7 @@ QWidget* EmptyPage(const char* name) {
 TMainForm::TMainForm(QWidget* parent) : QMainWindow(parent) {
     setWindowTitle(QString::fromLatin1(kCaption));
     setObjectName(QStringLiteral("MainForm"));
-    SetHelpContext(this, kWindowHelpContext);
+    HelpContext::Set(this, kWindowHelpContext);
 
     SetModuleLineSettings(serPort);
     serPort.port = 1;
@@ -102,16 +88,22 @@ TMainForm::TMainForm(QWidget* parent) : QMainWindow(parent) {
     comm = std::make_unique<Communicator>();
     comm->pump = [] { QCoreApplication::processEvents(); };
     comm->SetSerialPort(&serPort);
+    settings.SetCommunicator(comm.get());
 
     errorForm = new TErrorForm(this);
     progForm = new TProgForm(this);
+    settings.SetProgress(progForm);
 
     auto* central = new QWidget(this);
     auto* layout = new QVBoxLayout(central);
     PageControl1 = new QTabWidget(central);
     PageControl1->setObjectName(QStringLiteral("PageControl1"));
-    generalTab = BuildGeneralPage();
-    serialTab = EmptyPage("serialTab");
+    generalPage = new GeneralPage;
+    generalPage->setObjectName(QStringLiteral("generalTab"));
+    generalTab = generalPage;
+    serialPage = new SerialPage;
+    serialPage->setObjectName(QStringLiteral("serialTab"));
+    serialTab = serialPage;
     endpointTab = EmptyPage("endpointTab");
     conTab = EmptyPage("conTab");
     adv1 = EmptyPage("adv1");
@@ -142,11 +134,7 @@ TMainForm::TMainForm(QWidget* parent) : QMainWindow(parent) {
     connect(writeConf, &QPushButton::clicked, this, &TMainForm::writeConfClick);
 
     BuildMenus();
-    BuildGroups();
-
-    // The edits report to their handler only once the handler holds its controls.
-    connect(genDeviceName, &QLineEdit::textChanged, this, &TMainForm::genDeviceNameChange);
-    connect(genServName, &QLineEdit::textChanged, this, &TMainForm::genServNameChange);
+    BuildPages();
 
     StartTimer = new QTimer(this);
     StartTimer->setObjectName(QStringLiteral("StartTimer"));
@@ -158,7 +146,7 @@ TMainForm::TMainForm(QWidget* parent) : QMainWindow(parent) {
     help->setContext(Qt::WindowShortcut);
     connect(help, &QShortcut::activated, this, &TMainForm::HelpKeyPress);
 
-    ClearChangedFlags();
+    settings.ClearChanged();
     advancedShown = false;
     UpdateAdvancedPages();
     PageControl1->setCurrentWidget(generalTab);
@@ -166,56 +154,6 @@ TMainForm::TMainForm(QWidget* parent) : QMainWindow(parent) {
 }
 
 TMainForm::~TMainForm() = default;
-
-QWidget* TMainForm::BuildGeneralPage() {
-    auto* page = new QWidget;
-    page->setObjectName(QStringLiteral("generalTab"));
-    auto* layout = new QVBoxLayout(page);
-
-    auto* info = new QGroupBox(QStringLiteral("Information"), page);
-    auto* infoForm = new QFormLayout(info);
-    prodID = NotAvailableLabel("prodID");
-    hwVer = NotAvailableLabel("hwVer");
-    swVer = NotAvailableLabel("swVer");
-    artNum = NotAvailableLabel("artNum");
-    btAddr = NotAvailableLabel("btAddr");
-    artNum->setEnabled(false);
-    artNum->setToolTip(QStringLiteral("Requires software version v3.0 "));
-    infoForm->addRow(QStringLiteral("Product ID:"), prodID);
-    infoForm->addRow(QStringLiteral("Hardware version:"), hwVer);
-    infoForm->addRow(QStringLiteral("Software version:"), swVer);
-    infoForm->addRow(QStringLiteral("Article number:"), artNum);
-    infoForm->addRow(QStringLiteral("Bluetooth address:"), btAddr);
-    layout->addWidget(info);
-
-    auto* names = new QGroupBox(QStringLiteral("Names"), page);
-    auto* namesForm = new QFormLayout(names);
-    genDeviceName = new QLineEdit(names);
-    genDeviceName->setObjectName(QStringLiteral("genDeviceName"));
-    genDeviceName->setMaxLength(31);
-    SetHelpContext(genDeviceName, 22);
-    genServName = new QLineEdit(names);
-    genServName->setObjectName(QStringLiteral("genServName"));
-    genServName->setMaxLength(17);
-    SetHelpContext(genServName, 23);
-    namesForm->addRow(QStringLiteral("Bluetooth name:"), genDeviceName);
-    namesForm->addRow(QStringLiteral("Bluetooth service name:"), genServName);
-    layout->addWidget(names);
-    layout->addStretch(1);
-
-    // One column of captions across both boxes, so the values line up.
-    QList<QWidget*> captions;
-    for (QFormLayout* form : {infoForm, namesForm})
-        for (int row = 0; row < form->rowCount(); ++row)
-            if (QLayoutItem* item = form->itemAt(row, QFormLayout::LabelRole))
-                if (item->widget() != nullptr) captions << item->widget();
-    int width = 0;
-    for (QWidget* caption : captions)
-        width = std::max(width, caption->sizeHint().width());
-    for (QWidget* caption : captions)
-        caption->setMinimumWidth(width);
-    return page;
-}
 
 void TMainForm::BuildMenus() {
     QMenu* file = menuBar()->addMenu(QStringLiteral("&File"));
@@ -262,60 +200,30 @@ void TMainForm::BuildMenus() {
     connect(menuHelpAbout, &QAction::triggered, this, &TMainForm::menuHelpAboutClick);
 }
 
-// Creates the handlers in the order General, Serial port, Endpoint, Connecting, power
-// save, scan and output power, other, SCO, hands each the communicator, the dialogs and
-// its page's controls, and lists them for the whole-module operations. A new group is
-// one block here plus its place in fileOrder.
-void TMainForm::BuildGroups() {
-    genSetHandler = std::make_unique<GenSetHandler>();
-    GenSetHandler& gen = *genSetHandler;
-    gen.SetCommunicator(comm.get());
-    gen.SetErrorReport(errorForm);
-    gen.SetProgress(progForm);
-    gen.prodID = prodID;
-    gen.hwVer = hwVer;
-    gen.swVer = swVer;
-    gen.artNum = artNum;
-    gen.btAddr = btAddr;
-    gen.genDeviceName = genDeviceName;
-    gen.genServName = genServName;
-    SettingsGroup general;
-    general.handler = &gen;
-    general.page = generalTab;
-    groups.push_back(general);
-
-    // Sections of the configuration file: general, serial, endpoint, connecting, scan
-    // and output power, power save, SCO, other.
-    fileOrder = {&gen};
+// One page handler per settings group, in the groups' order; each takes its
+// group and its form's controls.
+void TMainForm::BuildPages() {
+    genSetHandler = new GenSetHandler(settings.general, generalPage);
+    serSetHandler = new SerSetHandler(settings.serial, serialPage);
+    pages = {genSetHandler, serSetHandler};
 }
 
-void TMainForm::ShareCapabilityFlags() {
-    // The General read has just decided the module's capabilities; every handler that
-    // depends on them takes its copy here, and only here:
-    //   Serial port: user-defined speed := firmware3, second := secondGeneration,
-    //                third := productCode5
-    //   Endpoint: its flag := firmware3
-    //   SCO: support flags := secondGeneration, firmware3Minor2Gen2, firmware3
-    //   Other: quality of service := firmware3Minor2,
-    //          handshake emulation := secondGeneration
-    //   power save, scan and output power, other, SCO: availability := firmware3
-    // (The General page is the only group so far, so nothing is copied yet.)
-}
-
-bool TMainForm::AnyChanged() const {
-    for (const SettingsGroup& g : groups)
-        if (g.handler->changed) return true;
-    return false;
-}
-
-void TMainForm::ClearChangedFlags() {
-    for (const SettingsGroup& g : groups)
-        g.handler->changed = 0;
+SettingsPage* TMainForm::PageOf(const SettingsGroup* group) const {
+    for (SettingsPage* page : pages)
+        if (&page->Group() == group) return page;
+    return nullptr;
 }
 
 void TMainForm::SetButtonsEnabled(bool enabled) {
     readConfig->setEnabled(enabled);
     writeConf->setEnabled(enabled);
+}
+
+void TMainForm::ShowGroupPage(const SettingsGroup* group) {
+    // A failing group of the advanced settings brings them on, without the warning.
+    const ModuleSettings::Member* member = settings.MemberOf(group);
+    if (member != nullptr && member->advanced && !advancedShown) SetAdvancedShown(true);
+    if (SettingsPage* page = PageOf(group)) ShowPage(page->Tab());
 }
 
 void TMainForm::ShowPage(QWidget* page) {
@@ -332,7 +240,25 @@ void TMainForm::UpdateAdvancedPages() {
     SetPageVisible(adv2, advancedShown);
     SetPageVisible(adv3, advancedShown);
     // The audio page needs a module that supports SCO.
-    SetPageVisible(adv4, advancedShown && genSetHandler->firmware3Minor2Gen2 != 0);
+    SetPageVisible(adv4, advancedShown && settings.general.firmware3Minor2Gen2 != 0);
+}
+
+void TMainForm::SetAdvancedShown(bool shown) {
+    advancedShown = shown;
+    for (SettingsPage* page : pages)
+        page->AdvancedSwitched(shown);
+    UpdateAdvancedPages();
+    menuShowAdvanced->setChecked(shown);
+}
+
+void TMainForm::GeneralRead() {
+    const bool advanced = settings.general.firmware3 != 0;
+    menuShowAdvanced->setEnabled(advanced);
+    // A module without the advanced groups has no advanced pages to show.
+    if (!advanced && advancedShown)
+        SetAdvancedShown(false);
+    else
+        UpdateAdvancedPages();
 }
 
 bool TMainForm::ReadAll() {
@@ -349,35 +275,33 @@ bool TMainForm::ReadAll() {
         return false;
     }
 
-    progForm->bar->setMaximum(kReadProgressMaximum);
+    progForm->bar->setMaximum(ModuleSettings::kReadProgressMaximum);
     progForm->bar->setValue(0);
     progForm->Label1->setText(QStringLiteral("Please wait, reading settings from device"));
     progForm->setWindowTitle(QStringLiteral("Reading settings"));
     progForm->show();
 
-    for (const SettingsGroup& g : groups) {
-        if (g.advanced && !genSetHandler->firmware3) continue;
-        if (g.handler->ReadFromDevice() != 1) {
-            progForm->close();
-            SetButtonsEnabled(true);
-            return false;
-        }
-        if (g.handler == genSetHandler.get()) {
-            menuShowAdvanced->setEnabled(genSetHandler->firmware3 != 0);
-            ShareCapabilityFlags();
-            UpdateAdvancedPages();
-        }
-    }
+    Failure failure;
+    const SettingsGroup* failed = settings.ReadAll(failure, [this] { GeneralRead(); });
+    if (failed != nullptr) errorForm->Report(failure);
 
-    for (const SettingsGroup& g : groups) {
-        if (g.advanced && !genSetHandler->firmware3) continue;
-        g.handler->UpdateControls();
+    // Every group read so far shows what it holds, the failed one included, so
+    // the window shows what a save or a write-all would use.
+    for (const ModuleSettings::Member& m : settings.Members()) {
+        if (!settings.TakesPart(m)) continue;
+        if (SettingsPage* page = PageOf(m.group)) page->UpdateControls();
+        if (m.group == failed) break;
+    }
+    if (failed != nullptr) {
+        progForm->close();
+        SetButtonsEnabled(true);
+        return false;
     }
     progForm->bar->setValue(progForm->bar->maximum());
     progForm->close();
     QThread::msleep(kSettleMs);
     QCoreApplication::processEvents();
-    ClearChangedFlags();
+    settings.ClearChanged();
     SetButtonsEnabled(true);
     return true;
 }
@@ -386,41 +310,38 @@ bool TMainForm::WriteAll() {
     if (busy) return false;
     BusyScope scope(busy);
     SetButtonsEnabled(false);
-    const bool advanced = genSetHandler->firmware3 != 0;
 
-    for (const SettingsGroup& g : groups) {
-        if (!g.validated || (g.advanced && !advanced)) continue;
-        if (g.handler->Validate() != 1) {
-            ShowPage(g.page);
-            SetButtonsEnabled(true);
-            return false;
-        }
+    Failure failure;
+    if (const SettingsGroup* invalid = settings.ValidateAll(failure)) {
+        errorForm->Report(failure);
+        ShowGroupPage(invalid);
+        SetButtonsEnabled(true);
+        return false;
     }
 
     progForm->Label1->setText(QStringLiteral("Please wait, writing settings to device"));
     progForm->setWindowTitle(QStringLiteral("Writing settings"));
-    progForm->bar->setMaximum(kWriteProgressMaximum + (advanced ? kWriteProgressAdvanced : 0));
+    progForm->bar->setMaximum(settings.WriteProgressMaximum());
     progForm->bar->setValue(0);
     progForm->show();
     progForm->Repaint();
 
-    for (const SettingsGroup& g : groups) {
-        if (g.advanced && !advanced) continue;
-        if (g.handler->WriteToDevice() != 1) {
-            progForm->close();
-            ShowPage(g.page);
-            SetButtonsEnabled(true);
-            return false;
-        }
+    if (const SettingsGroup* failed = settings.WriteAll(failure)) {
+        errorForm->Report(failure);
+        progForm->close();
+        ShowGroupPage(failed);
+        SetButtonsEnabled(true);
+        return false;
     }
 
     progForm->Repaint();
     QThread::msleep(kSettleMs);
     progForm->close();
     // Some groups show what the module took rather than what was sent.
-    for (const SettingsGroup& g : groups)
-        if (g.refreshAfterWrite && (!g.advanced || advanced)) g.handler->UpdateControls();
-    ClearChangedFlags();
+    for (const ModuleSettings::Member& m : settings.Members())
+        if (m.refreshAfterWrite && settings.TakesPart(m))
+            if (SettingsPage* page = PageOf(m.group)) page->UpdateControls();
+    settings.ClearChanged();
     SetButtonsEnabled(true);
     return true;
 }
@@ -428,21 +349,37 @@ bool TMainForm::WriteAll() {
 bool TMainForm::SaveSettings(const QString& fileName) {
     if (fileName.isEmpty()) return false;
     const std::string path = ConfigFile::SaveName(LocalPath(fileName));
-    std::ostringstream out;
-    out << ConfigFile::kHeader;
-    for (SettingsHandler* h : fileOrder)
-        h->SaveToFile(out);
-    // A file that cannot be written is passed over without a message; the old file
-    // stays as it was.
-    return ConfigFile::WriteAtomically(path, out.str());
+    const QString shown = QFile::decodeName(QByteArray::fromStdString(path));
+    if (QFileInfo::exists(shown) &&
+        Desktop::AskYesNo(this, QString("The file \"%1\" already exists.\n\nDo you want to "
+                                        "replace it?")
+                                    .arg(shown)) != Desktop::Answer::Yes)
+        return false;
+    std::string error;
+    if (ConfigFile::WriteAtomically(path, settings.FileText(), &error)) return true;
+    Desktop::Tell(this, QString("The settings could not be saved to \"%1\": %2.\n\nThe file "
+                                "was not changed.")
+                            .arg(shown, QString::fromLocal8Bit(error.c_str())));
+    return false;
 }
 
 bool TMainForm::LoadSettings(const QString& fileName) {
     if (fileName.isEmpty()) return false;
-    std::string bytes;
-    if (!ConfigFile::ReadAll(LocalPath(fileName), bytes)) return false;
-    for (SettingsHandler* h : fileOrder)
-        h->LoadFromFile(bytes);
+    std::string bytes, error;
+    if (!ConfigFile::ReadAll(LocalPath(fileName), bytes, &error)) {
+        Desktop::Tell(this, QString("The settings could not be loaded from \"%1\": %2.\n\n"
+                                    "Nothing was changed.")
+                                .arg(fileName, QString::fromLocal8Bit(error.c_str())));
+        return false;
+    }
+    if (settings.LoadFile(bytes) == 0) {
+        Desktop::Tell(this, QString("\"%1\" holds no settings of a module.\n\nNothing was "
+                                    "changed.")
+                                .arg(fileName));
+        return false;
+    }
+    for (SettingsPage* page : pages)
+        page->UpdateControls();
     return true;
 }
 
@@ -487,18 +424,10 @@ void TMainForm::menuFileExitClick() {
 
 void TMainForm::menuShowAdvancedClick() {
     if (!advancedShown) {
-        if (Desktop::AskYesNo(this, QString::fromLatin1(kAdvancedWarning)) ==
-            Desktop::Answer::Yes) {
-            advancedShown = true;
-            for (const SettingsGroup& g : groups)
-                if (g.advancedSwitched) g.advancedSwitched(true);
-            UpdateAdvancedPages();
-        }
+        if (Desktop::AskYesNo(this, QString::fromLatin1(kAdvancedWarning)) == Desktop::Answer::Yes)
+            SetAdvancedShown(true);
     } else {
-        advancedShown = false;
-        for (const SettingsGroup& g : groups)
-            if (g.advancedSwitched) g.advancedSwitched(false);
-        UpdateAdvancedPages();
+        SetAdvancedShown(false);
     }
     menuShowAdvanced->setChecked(advancedShown);
 }
@@ -516,30 +445,10 @@ void TMainForm::menuHelpAboutClick() {
     about.exec();
 }
 
-void TMainForm::genDeviceNameChange() {
-    genSetHandler->ControlChanged(genDeviceName);
-}
-
-void TMainForm::genServNameChange() {
-    genSetHandler->ControlChanged(genServName);
-}
-
-void TMainForm::SetHelpContext(QWidget* widget, int context) {
-    if (widget != nullptr) widget->setProperty(kHelpContextProperty, context);
-}
-
-int TMainForm::HelpContextOf(const QWidget* widget) {
-    for (const QWidget* w = widget; w != nullptr; w = w->parentWidget()) {
-        const QVariant v = w->property(kHelpContextProperty);
-        if (v.isValid()) return v.toInt();
-    }
-    return kWindowHelpContext;
-}
-
 void TMainForm::HelpKeyPress() {
     QWidget* focus = QApplication::focusWidget();
     if (focus == nullptr || focus->window() != this) focus = this;
-    Desktop::ShowHelpPopup(this, HelpContextOf(focus));
+    Desktop::ShowHelpPopup(this, HelpContext::Of(focus, kWindowHelpContext));
 }
 
 void TMainForm::showEvent(QShowEvent* event) {

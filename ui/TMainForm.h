@@ -3,6 +3,7 @@
 // start-up connection and the closing check.
 #pragma once
 
+#include "ModuleSettings.h"
 #include "mSerial.h"
 
 #include <QMainWindow>
@@ -13,7 +14,10 @@
 
 class Communicator;
 class GenSetHandler;
-class SettingsHandler;
+class GeneralPage;
+class SerSetHandler;
+class SerialPage;
+class SettingsPage;
 class TComOpenError;
 class TConnectErrorForm;
 class TErrorForm;
@@ -21,8 +25,6 @@ class TProgForm;
 class TSerChooseForm;
 class QAction;
 class QCloseEvent;
-class QLabel;
-class QLineEdit;
 class QPaintEvent;
 class QPushButton;
 class QShowEvent;
@@ -34,17 +36,6 @@ class TMainForm : public QMainWindow {
   public:
     explicit TMainForm(QWidget* parent = nullptr);
     ~TMainForm() override;
-
-    // One settings group as read-all, write-all and the file commands see it.
-    struct SettingsGroup {
-        SettingsHandler* handler = nullptr;
-        QWidget* page = nullptr;        // made the active page when the group fails
-        bool advanced = false;          // takes part only when the module has the advanced groups
-        bool validated = true;          // has a Validate step in write-all
-        bool refreshAfterWrite = false; // controls refreshed after a successful write-all
-        // Called when advanced settings are switched on (true) or off (false).
-        std::function<void(bool shown)> advancedSwitched;
-    };
 
     // Where the program meets the person outside message boxes; each is empty in the
     // program (the real dialog runs) and set by tests and the benchmark.
@@ -61,16 +52,18 @@ class TMainForm : public QMainWindow {
     };
     Seams seams;
 
-    // Help context numbers are kept on the controls; F1 opens the one of the
-    // focused control or of the nearest parent that has one.
-    static void SetHelpContext(QWidget* widget, int context);
-    static int HelpContextOf(const QWidget* widget);
+    // F1 opens the help context of the focused control or of the nearest parent
+    // that has one, else the window's.
     static constexpr int kWindowHelpContext = 5;
 
     // Components.
     mSerial serPort;
     std::unique_ptr<Communicator> comm;
-    std::unique_ptr<GenSetHandler> genSetHandler;
+    // The module's settings groups, in their orders.
+    ModuleSettings settings;
+    // The pages' handlers, in the groups' order.
+    GenSetHandler* genSetHandler = nullptr;
+    SerSetHandler* serSetHandler = nullptr;
     TErrorForm* errorForm = nullptr;
     TProgForm* progForm = nullptr;
     QTimer* StartTimer = nullptr;
@@ -86,14 +79,9 @@ class TMainForm : public QMainWindow {
     QWidget* adv3 = nullptr; // "Other"
     QWidget* adv4 = nullptr; // "Audio settings"
 
-    // General page.
-    QLabel* prodID = nullptr;
-    QLabel* hwVer = nullptr;
-    QLabel* swVer = nullptr;
-    QLabel* artNum = nullptr;
-    QLabel* btAddr = nullptr;
-    QLineEdit* genDeviceName = nullptr;
-    QLineEdit* genServName = nullptr;
+    // The pages' forms (the same widgets as their tabs).
+    GeneralPage* generalPage = nullptr;
+    SerialPage* serialPage = nullptr;
 
     QPushButton* readConfig = nullptr;
     QPushButton* writeConf = nullptr;
@@ -112,14 +100,15 @@ class TMainForm : public QMainWindow {
     bool advancedShown = false;
     bool noModule = false;
 
-    // The groups in the order of creation, reading, validation and writing.
-    const std::vector<SettingsGroup>& Groups() const { return groups; }
-    bool AnyChanged() const;
+    // The pages in the groups' order.
+    const std::vector<SettingsPage*>& Pages() const { return pages; }
+    bool AnyChanged() const { return settings.AnyChanged(); }
 
     // Whole-module operations; true when they ran to the end.
     bool ReadAll();
     bool WriteAll();
-    // Configuration file; false when cancelled or the file could not be used.
+    // Configuration file; false when cancelled or the file could not be used
+    // (the person is told why).
     bool SaveSettings(const QString& fileName);
     bool LoadSettings(const QString& fileName);
 
@@ -137,8 +126,6 @@ class TMainForm : public QMainWindow {
     void menuHelpShowHelpClick();
     void menuHelpWebsiteClick();
     void menuHelpAboutClick();
-    void genDeviceNameChange();
-    void genServNameChange();
     void HelpKeyPress();
 
   protected:
@@ -148,23 +135,24 @@ class TMainForm : public QMainWindow {
 
   private:
     void BuildMenus();
-    QWidget* BuildGeneralPage();
-    void BuildGroups();
-    // Copies the General handler's capability flags into the handlers that use them.
-    void ShareCapabilityFlags();
+    void BuildPages();
+    SettingsPage* PageOf(const SettingsGroup* group) const;
+    // The General read has decided the module's capabilities.
+    void GeneralRead();
+    // Shows (true) or hides the advanced settings and the pages that have them.
+    void SetAdvancedShown(bool shown);
     void SetButtonsEnabled(bool enabled);
     void ShowPage(QWidget* page);
+    // Makes the page of a group that failed the active one.
+    void ShowGroupPage(const SettingsGroup* group);
     void SetPageVisible(QWidget* page, bool visible);
-    void ClearChangedFlags();
     void UpdateAdvancedPages();
     void RunSerChoose(TSerChooseForm& form);
     void RunComOpenError(TComOpenError& form);
     void RunConnectError(TConnectErrorForm& form);
     void EndWithoutModule();
 
-    std::vector<SettingsGroup> groups;
-    // Order of the sections in the configuration file.
-    std::vector<SettingsHandler*> fileOrder;
+    std::vector<SettingsPage*> pages;
     std::unique_ptr<TSerChooseForm> serChooseForm; // keeps its selection across retries
     bool shownOnce = false;
     bool busy = false;

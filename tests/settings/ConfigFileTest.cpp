@@ -1,20 +1,45 @@
 // The configuration file: the name it is saved under, the bytes on disk, what
-// survives a failed save, and which value the key lookup finds in hand-edited,
-// odd or damaged files.
+// survives a failed save, what a load refuses to read, and which value the key
+// lookup finds in hand-edited, odd or damaged files.
 #include "ConfigFile.h"
 
-#include <QDir>
-#include <QTemporaryDir>
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <csignal>
+#include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <sys/resource.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 using namespace std::string_literals;
 
 namespace {
+
+namespace fs = std::filesystem;
+
+// A fresh folder, removed with everything in it when the test ends.
+struct TempDir {
+    TempDir() {
+        char name[] = "/tmp/config-test-XXXXXX";
+        path = mkdtemp(name) ? name : "";
+    }
+    ~TempDir() {
+        std::error_code ec;
+        fs::remove_all(path, ec);
+    }
+    std::string File(const std::string& name) const { return path + "/" + name; }
+    std::vector<std::string> Names() const {
+        std::vector<std::string> names;
+        for (const auto& entry : fs::directory_iterator(path))
+            names.push_back(entry.path().filename().string());
+        std::sort(names.begin(), names.end());
+        return names;
+    }
+    std::string path;
+};
 
 std::string Slurp(const std::string& path) {
     std::stringstream text;
@@ -31,16 +56,13 @@ TEST(ConfigFile, SaveNameAddsTheExtensionCaseSensitivelyToNamesLongerThanFour) {
 }
 
 TEST(ConfigFile, SaveWritesCrLfLinesAndAFailedSaveLeavesTheOldFile) {
-    QTemporaryDir dir;
-    const std::string path = dir.filePath("module.bcf").toStdString();
+    TempDir dir;
+    const std::string path = dir.File("module.bcf");
     ASSERT_TRUE(ConfigFile::WriteAtomically(path, "# A\nKey: v\n\n\nlast"));
     EXPECT_EQ(Slurp(path), "# A\r\nKey: v\r\n\r\n\r\nlast");
     // A carriage return already in the text gets another one, as a text-mode stream writes it.
     ASSERT_TRUE(ConfigFile::WriteAtomically(path, "a\0\xff\r\n"s));
     EXPECT_EQ(Slurp(path), "a\0\xff\r\r\n"s);
-    std::string bytes;
-    EXPECT_TRUE(ConfigFile::ReadAll(path, bytes));
-    EXPECT_EQ(bytes, "a\0\xff\r\r\n"s);
 
     // The disk fills up during the save.
     rlimit limit{};
@@ -48,13 +70,60 @@ TEST(ConfigFile, SaveWritesCrLfLinesAndAFailedSaveLeavesTheOldFile) {
     const rlimit full{4, limit.rlim_max};
     const auto previous = std::signal(SIGXFSZ, SIG_IGN);
     ASSERT_EQ(setrlimit(RLIMIT_FSIZE, &full), 0);
-    const bool saved = ConfigFile::WriteAtomically(path, "Bluetooth Device Name: new\n");
+    std::string error;
+    const bool saved = ConfigFile::WriteAtomically(path, "Bluetooth Device Name: new\n", &error);
     setrlimit(RLIMIT_FSIZE, &limit);
     std::signal(SIGXFSZ, previous);
     EXPECT_FALSE(saved);
+    EXPECT_EQ(error, "File too large");
     EXPECT_EQ(Slurp(path), "a\0\xff\r\r\n"s);
-    EXPECT_EQ(QDir(dir.path()).entryList(QDir::Files | QDir::Hidden), QStringList{"module.bcf"})
-        << "no temporary file is left";
+    EXPECT_EQ(dir.Names(), std::vector<std::string>{"module.bcf"}) << "no temporary file is left";
+}
+
+TEST(ConfigFile, SaveWritesThroughALinkKeepsPermissionsAndSaysWhyItFailed) {
+    TempDir dir;
+    const std::string target = dir.File("real.bcf");
+    std::ofstream(target) << "old";
+    ASSERT_EQ(chmod(target.c_str(), 0640), 0);
+    ASSERT_EQ(symlink("real.bcf", dir.File("link.bcf").c_str()), 0);
+    ASSERT_TRUE(ConfigFile::WriteAtomically(dir.File("link.bcf"), "new\n"));
+    EXPECT_TRUE(fs::is_symlink(dir.File("link.bcf")));
+    EXPECT_EQ(Slurp(target), "new\r\n");
+    EXPECT_EQ(fs::status(target).permissions() & fs::perms::all,
+              fs::perms::owner_read | fs::perms::owner_write | fs::perms::group_read);
+
+    std::string error;
+    EXPECT_FALSE(ConfigFile::WriteAtomically(dir.path, "x\n", &error));
+    EXPECT_EQ(error, "it is a folder");
+    EXPECT_FALSE(ConfigFile::WriteAtomically(dir.File("missing/x.bcf"), "x\n", &error));
+    EXPECT_EQ(error, "No such file or directory");
+    EXPECT_EQ(dir.Names(), (std::vector<std::string>{"link.bcf", "real.bcf"}));
+}
+
+TEST(ConfigFile, LoadReadsOnlyARegularFileOfAtMostOneMebibyteWithoutZeroBytes) {
+    TempDir dir;
+    const std::string fifo = dir.File("pipe.bcf");
+    ASSERT_EQ(mkfifo(fifo.c_str(), 0600), 0);
+    std::ofstream(dir.File("big.bcf")) << std::string(ConfigFile::kMaxFileSize + 1, 'a');
+    std::ofstream(dir.File("full.bcf")) << std::string(ConfigFile::kMaxFileSize, 'a');
+    std::ofstream(dir.File("binary.bcf")) << "Bluetooth Device Name: x\n"s + '\0' + "more";
+    const struct {
+        std::string path, error; // error "" when it is read
+    } cases[] = {
+        {dir.path, "it is a folder"},
+        {fifo, "it is not a regular file"}, // must not wait for a writer
+        {"/dev/zero", "it is not a regular file"},
+        {dir.File("big.bcf"), "it is larger than 1 MiB"},
+        {dir.File("binary.bcf"), "it holds zero bytes, so it is not a configuration file"},
+        {dir.File("absent.bcf"), "No such file or directory"},
+        {dir.File("full.bcf"), ""},
+    };
+    for (const auto& c : cases) {
+        std::string bytes = "untouched", error;
+        EXPECT_EQ(ConfigFile::ReadAll(c.path, bytes, &error), c.error.empty()) << c.path;
+        EXPECT_EQ(error, c.error);
+        EXPECT_EQ(bytes.size(), c.error.empty() ? ConfigFile::kMaxFileSize : 9);
+    }
 }
 
 TEST(ConfigFile, LookupFindsTheFirstKeyWhereALineStartsWithALetter) {
@@ -83,8 +152,9 @@ TEST(ConfigFile, LookupFindsTheFirstKeyWhereALineStartsWithALetter) {
         {emptyLf, "Name", "\nOther: svc", "\nOther: svc"}, // runs into the next line
         {emptyLf, "Other", "", "kept"},
         {emptyLf, "Third", "o", "o"},
-        {noColon, "Name", "", "kept"}, // a line without a colon runs into the next
-        {noColon, "Device mode Server\r\nName", "lost\r", "lost"},
+        {noColon, "Name", "lost\r", "lost"}, // a line without a colon is skipped
+        {noColon, "Device mode Server\r\nName", "", "kept"},
+        {"Device not paired\nName: x\n", "Device not paired", "", "kept"},
         {noColon, "Other", "found\r", "found"},
         {comments, "Name", "real # not a comment", "real # not a comment"},
         {comments, "Key#1", "hash in key", "hash in key"},
@@ -92,7 +162,7 @@ TEST(ConfigFile, LookupFindsTheFirstKeyWhereALineStartsWithALetter) {
         {longLines, std::string(99, 'k'), "cut key\r", "cut key"},
         {longLines, std::string(5000, 'k'), "", "kept"},
         {longLines, "After", "found\r", "found"},
-        {std::string(5000, 'x') + "\nAfter: a\n", "After", "", "kept"},
+        {std::string(5000, 'x') + "\nAfter: a\n", "After", "a", "a"},
         {"Name: caf\xe9 \0\xff\n"s + noise, "Name", "caf\xe9 \0\xff"s, "caf\xe9 \0\xff"s},
         {noise + "Name: x\n", "Missing", "", "kept"},
         {"A:" + std::string(100000, '\x80') + "\n", "A", std::string(99, '\x80'),

@@ -31,11 +31,13 @@ QStringList TabTitles(const TMainForm& form) {
 }
 
 // The General page as a person reads it.
-QString GeneralPage(const TMainForm& f) {
+QString GeneralShows(const TMainForm& f) {
     QStringList shown;
-    for (const QLabel* label : {f.prodID, f.hwVer, f.swVer, f.artNum, f.btAddr})
+    for (const QLabel* label : {f.generalPage->prodID, f.generalPage->hwVer, f.generalPage->swVer,
+                                f.generalPage->artNum, f.generalPage->btAddr})
         shown << label->text() + (label->isEnabled() ? "" : " (greyed)");
-    return (shown << f.genDeviceName->text() << f.genServName->text()).join(" | ");
+    return (shown << f.generalPage->genDeviceName->text() << f.generalPage->genServName->text())
+        .join(" | ");
 }
 
 } // namespace
@@ -83,10 +85,11 @@ class MainFormDeviceTest : public QObject {
         QVERIFY(rig.StartAndRead());
         TMainForm& f = *rig.form;
         const bool advanced = !advancedTabs.isEmpty();
-        QStringList frames = {kProbe, "40 00", "41 00", "1c 00", "1e 00", "42 00"};
-        if (!advanced) frames.removeAll("41 00");
+        QStringList frames = {kProbe,  "40 00", "41 00", "1c 00",
+                              "1e 00", "42 00", "14 00", "d8 00"};
+        if (!advanced) frames.removeAll("41 00"), frames.removeAll("d8 00");
         QCOMPARE(rig.Received(), QStringList(kProbe) + frames); // after the start-up probe
-        QCOMPARE(GeneralPage(f), page);
+        QCOMPARE(GeneralShows(f), page);
         QCOMPARE(f.progForm->bar->maximum(), advanced ? 20 : 13);
         rig.ClearTrace();
         f.menuConfReadFromDevice->trigger();
@@ -115,7 +118,7 @@ class MainFormDeviceTest : public QObject {
         TMainForm& f = *rig.form;
         rig.ClearTrace();
         f.PageControl1->setCurrentWidget(f.serialTab);
-        f.genDeviceName->clear();
+        Type(f.generalPage->genDeviceName, "");
         f.writeConf->click();
         QCOMPARE(rig.errors.size(), size_t(1));
         QCOMPARE(rig.errors[0].caption, QString("Error - Invalid input value"));
@@ -127,29 +130,30 @@ class MainFormDeviceTest : public QObject {
         QVERIFY(rig.Received().isEmpty());
 
         const QString name(31, 'N');
-        f.genDeviceName->setText(name + "extra");
-        f.genServName->setText("Serial service XYZ");
+        Type(f.generalPage->genDeviceName, name + "extra");
+        Type(f.generalPage->genServName, "Serial service XYZ");
         f.writeConf->click();
         QCOMPARE(rig.Received(), QStringList({"1d 20 " + Hex(name.toLatin1()) + " 00",
-                                              "1f 12 " + Hex("Serial service XY") + " 00"}));
+                                              "1f 12 " + Hex("Serial service XY") + " 00",
+                                              "15 05 05 00 00 08 01", "d9 03 00 00 00"}));
         QCOMPARE(rig.errors.size(), size_t(1));
 
         // Nothing edited since: read-all asks nothing and shows what the module took.
         f.readConfig->click();
         QVERIFY(rig.questions.isEmpty());
-        QCOMPARE(f.genDeviceName->text() + " / " + f.genServName->text(),
+        QCOMPARE(f.generalPage->genDeviceName->text() + " / " + f.generalPage->genServName->text(),
                  name + " / Serial service XY");
         // Edited: read-all asks; Cancel keeps the edit and sends nothing after the probe.
-        f.genDeviceName->setText("Unsaved");
+        Type(f.generalPage->genDeviceName, "Unsaved");
         rig.ClearTrace();
         rig.answers = {Desktop::Answer::Cancel};
         f.readConfig->click();
         QCOMPARE(rig.questions, QStringList({kChangedPrompt}));
         QCOMPARE(rig.Received(), QStringList({kProbe}));
-        QCOMPARE(f.genDeviceName->text(), QString("Unsaved"));
+        QCOMPARE(f.generalPage->genDeviceName->text(), QString("Unsaved"));
         f.readConfig->click(); // answered OK
         QCOMPARE(rig.questions.size(), 2);
-        QCOMPARE(f.genDeviceName->text(), name);
+        QCOMPARE(f.generalPage->genDeviceName->text(), name);
     }
 
     void failedIdentityStopsReadAll() {
@@ -175,7 +179,7 @@ class MainFormDeviceTest : public QObject {
             TMainForm& f = *rig.form;
             rig.ClearTrace();
             if (edited) {
-                f.genServName->setText("Edited");
+                Type(f.generalPage->genServName, "Edited");
                 rig.answers = {Desktop::Answer::Cancel};
                 f.menuFileExit->trigger();
                 QVERIFY(f.isVisible());
@@ -198,8 +202,8 @@ class MainFormDeviceTest : public QObject {
         TMainForm& f = *rig.form;
         QApplication::setActiveWindow(&f);
         QVERIFY(QTest::qWaitForWindowActive(&f));
-        for (QWidget* control :
-             {(QWidget*)f.genDeviceName, (QWidget*)f.genServName, (QWidget*)f.readConfig}) {
+        for (QWidget* control : {(QWidget*)f.generalPage->genDeviceName,
+                                 (QWidget*)f.generalPage->genServName, (QWidget*)f.readConfig}) {
             control->setFocus();
             QTest::keyClick(control, Qt::Key_F1);
         }

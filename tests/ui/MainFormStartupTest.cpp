@@ -30,7 +30,8 @@ class MainFormStartupTest : public QObject {
             << QList<int>{0, 2} << QStringList{probe, probe};
         QTest::newRow("no device, Retry, the module")
             << "" << QList<int>{1, 2} << QList<int>{1} << QList<int>{0, 0} << QList<int>{1, 0}
-            << QStringList{probe, probe, "40 00", "41 00", "1c 00", "1e 00", "42 00"};
+            << QStringList{probe,   probe,   "40 00", "41 00", "1c 00",
+                           "1e 00", "42 00", "14 00", "d8 00"};
     }
     void startup() {
         QFETCH(QString, fault);
@@ -60,7 +61,7 @@ class MainFormStartupTest : public QObject {
         QCOMPARE(port.handshake, mHandHardware);
         QCOMPARE(port.baudrate, mBaud38400);
         QVERIFY(port.databits == mData8 && port.parity == mParNone && port.stopbits == mStop1);
-        QCOMPARE(rig.form->prodID->text(), QString("NVM-220"));
+        QCOMPARE(rig.form->generalPage->prodID->text(), QString("NVM-220"));
     }
 };
 

@@ -7,6 +7,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QLabel>
+#include <QLineEdit>
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QTest>
@@ -33,6 +34,7 @@ WindowRig::WindowRig(const std::vector<std::string>& simArgs) : sim(simArgs) {
         questions << text;
         return Take(answers, yesNo ? Desktop::Answer::Yes : Desktop::Answer::Ok);
     };
+    desk.tell = [this](const QString& text) { messages << text; };
     desk.help = [this](int context) { helpRequests << context; };
     desk.openUrl = [this](const QString& url) { urlRequests << url; };
 
@@ -98,4 +100,13 @@ QStringList WindowRig::Received() const {
     for (const std::string& line : sim.TraceLines())
         if (line.compare(0, 5, "recv ") == 0) frames << QString::fromStdString(line.substr(5));
     return frames;
+}
+
+void Type(QLineEdit* edit, const QString& text) {
+    edit->setFocus();
+    edit->selectAll();
+    if (text.isEmpty())
+        QTest::keyClick(edit, Qt::Key_Backspace);
+    else
+        QTest::keyClicks(edit, text);
 }

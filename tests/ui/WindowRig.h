@@ -4,6 +4,8 @@
 #pragma once
 
 #include "Desktop.h"
+#include "GeneralPage.h"
+#include "SerialPage.h"
 #include "SimServer.h"
 #include "TMainForm.h"
 
@@ -40,6 +42,7 @@ class WindowRig {
     // Questions asked, answered from the queue (else Ok / Yes).
     std::deque<Desktop::Answer> answers;
     QStringList questions;
+    QStringList messages; // what the program told the person (warning boxes)
     QList<int> helpRequests;
     QStringList urlRequests;
     std::vector<ShownError> errors;
@@ -55,6 +58,9 @@ class WindowRig {
   private:
     QTimer errorWatch;
 };
+
+// Types text into an edit as a person does, replacing what it holds.
+void Type(QLineEdit* edit, const QString& text);
 
 // "4e 56 4d": the bytes of a text as the trace writes them.
 inline QString Hex(const QByteArray& text) {

@@ -1,0 +1,36 @@
+// The command-line tool: reads every setting of a module into a configuration
+// file, writes a file onto a module, and checks a file, with the same settings
+// groups, file text and error texts as the window. btconf-cli's main hands its
+// arguments and streams to Run; a test or a benchmark can call Run the same way.
+#pragma once
+
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+namespace cli {
+
+// Exit statuses of the program.
+enum ExitStatus : int {
+    kSuccess = 0,
+    kUsage = 2,         // the command line is wrong
+    kNoModule = 3,      // the port cannot be opened, or no module answers
+    kCommunication = 4, // a read or write of a setting failed on the line
+    kInvalid = 5,       // the file is refused, holds no settings, or a value is not valid
+    kCannotSave = 6,    // the output file cannot be written
+};
+
+struct Console {
+    std::ostream& out;     // summaries, taken lines, and the file of "read -o -"
+    std::ostream& err;     // error reports and the progress bar
+    bool progress = false; // draw a progress bar on err (only when it is a terminal)
+};
+
+// Runs one command line (the arguments without the program name) and returns
+// the exit status.
+int Run(const std::vector<std::string>& args, Console& console);
+
+// The text of --help.
+std::string Usage();
+
+} // namespace cli

@@ -1,0 +1,47 @@
+// A settings page: the Qt half of a settings group. It shows the group's values
+// in its controls (UpdateControls) and takes a person's edits into them
+// (ControlChanged, key filters); the group holds the values and the rules.
+#pragma once
+
+#include <QObject>
+
+class QLineEdit;
+class QWidget;
+class SettingsGroup;
+
+class SettingsPage : public QObject {
+    Q_OBJECT
+  public:
+    using QObject::QObject;
+
+    virtual SettingsGroup& Group() = 0;
+    // The tab the page is shown on.
+    virtual QWidget* Tab() = 0;
+    // Shows every value the group holds in its control.
+    virtual void UpdateControls() = 0;
+    // Called with true when the advanced settings are shown, false when hidden.
+    virtual void AdvancedSwitched(bool /*shown*/) {}
+};
+
+// Help context numbers are kept on the controls (the forms set them as the
+// dynamic property "helpContext"); F1 and the error report use them.
+namespace HelpContext {
+void Set(QWidget* widget, int context);
+// The context of the widget or of its nearest parent that has one; otherwise `fallback`.
+int Of(const QWidget* widget, int fallback);
+} // namespace HelpContext
+
+// Text edits that carry the module's 8-bit texts.
+namespace TextEdit {
+// Refuses, as they are typed, characters that an 8-bit text cannot carry.
+void AcceptOnlyLatin1(QLineEdit* edit);
+// Shows a text whole even when it is longer than the edit's own limit
+// `maxLength` (a name read from a module or a file is never cut by the edit);
+// the limit comes back once the person has shortened it.
+void ShowWhole(QLineEdit* edit, const QString& text, int maxLength);
+// After a person's edit: restores the limit once the text fits it again.
+void Edited(QLineEdit* edit, int maxLength);
+// Latin-1 bytes of a text and back.
+QString FromBytes(const std::string& bytes);
+std::string ToBytes(const QString& text);
+} // namespace TextEdit

@@ -1,0 +1,112 @@
+#include "ModuleSettings.h"
+
+#include "ConfigFile.h"
+
+#include <sstream>
+
+ModuleSettings::ModuleSettings() {
+    // Created, read, checked and written in this order: General, Serial port,
+    // Endpoint, Connecting, then the advanced groups power save, scan and output
+    // power, other, SCO.
+    members = {
+        {&general, false, true, false},
+        {&serial, false, true, false},
+    };
+    // The file's sections: general, serial, endpoint, connecting, scan and output
+    // power, power save, SCO, other.
+    fileOrder = {&general, &serial};
+}
+
+bool ModuleSettings::TakesPart(const Member& member) const {
+    return !member.advanced || general.firmware3 != 0;
+}
+
+const ModuleSettings::Member* ModuleSettings::MemberOf(const SettingsGroup* group) const {
+    for (const Member& m : members)
+        if (m.group == group) return &m;
+    return nullptr;
+}
+
+void ModuleSettings::SetCommunicator(Communicator* comm) {
+    for (const Member& m : members)
+        m.group->SetCommunicator(comm);
+}
+
+void ModuleSettings::SetProgress(Progress* progress) {
+    for (const Member& m : members)
+        m.group->SetProgress(progress);
+}
+
+void ModuleSettings::ShareCapabilityFlags() {
+    // The General read has just decided the module's capabilities; every group
+    // that depends on them takes its copy here, and only here:
+    //   Serial port: user-defined speed := firmware3, second := secondGeneration,
+    //                third := productCode5
+    //   Endpoint: its flag := firmware3
+    //   SCO: support flags := secondGeneration, firmware3Minor2Gen2, firmware3
+    //   Other: quality of service := firmware3Minor2,
+    //          handshake emulation := secondGeneration
+    //   power save, scan and output power, other, SCO: availability := firmware3
+    serial.userDefinedSupported = general.firmware3;
+    serial.secondGeneration = general.secondGeneration;
+    serial.productCode5 = general.productCode5;
+}
+
+bool ModuleSettings::AnyChanged() const {
+    for (const Member& m : members)
+        if (m.group->changed) return true;
+    return false;
+}
+
+void ModuleSettings::ClearChanged() {
+    for (const Member& m : members)
+        m.group->changed = 0;
+}
+
+SettingsGroup* ModuleSettings::ReadAll(Failure& failure,
+                                       const std::function<void()>& afterGeneral) {
+    for (const Member& m : members) {
+        if (!TakesPart(m)) continue;
+        if (m.group->ReadFromDevice(failure) != 1) return m.group;
+        if (m.group == &general) {
+            ShareCapabilityFlags();
+            if (afterGeneral) afterGeneral();
+        }
+    }
+    return nullptr;
+}
+
+SettingsGroup* ModuleSettings::ValidateAll(Failure& failure) const {
+    for (const Member& m : members) {
+        if (!m.validated || !TakesPart(m)) continue;
+        if (m.group->Validate(failure) != 1) return m.group;
+    }
+    return nullptr;
+}
+
+SettingsGroup* ModuleSettings::WriteAll(Failure& failure) {
+    for (const Member& m : members) {
+        if (!TakesPart(m)) continue;
+        if (m.group->WriteToDevice(failure) != 1) return m.group;
+    }
+    return nullptr;
+}
+
+int ModuleSettings::WriteProgressMaximum() const {
+    return kWriteProgressMaximum + (general.firmware3 ? kWriteProgressAdvanced : 0);
+}
+
+std::string ModuleSettings::FileText() const {
+    std::ostringstream out;
+    out << ConfigFile::kHeader;
+    for (const SettingsGroup* g : fileOrder)
+        g->SaveToFile(out);
+    return out.str();
+}
+
+int ModuleSettings::LoadFile(const std::string& bytes, TakenLines* taken) {
+    int count = 0;
+    for (SettingsGroup* g : fileOrder)
+        count += g->LoadFromFile(bytes, taken);
+    return count;
+}

@@ -1,0 +1,68 @@
+// Every settings group of one module, in the orders that read-all, write-all
+// and the configuration file walk them, and the capability flags that the
+// General read hands on. The window and the command line both run on it.
+#pragma once
+
+#include "GenSettings.h"
+#include "SerSettings.h"
+
+#include <functional>
+#include <string>
+#include <vector>
+
+class ModuleSettings {
+  public:
+    // Progress bar maxima of read-all and write-all (the General read raises
+    // the first when the advanced groups take part).
+    static constexpr int kReadProgressMaximum = 13;
+    static constexpr int kWriteProgressMaximum = 6;
+    static constexpr int kWriteProgressAdvanced = 3;
+
+    struct Member {
+        SettingsGroup* group = nullptr;
+        bool advanced = false;          // takes part only on a module with the advanced groups
+        bool validated = true;          // has a Validate step in write-all
+        bool refreshAfterWrite = false; // shows what the module took after write-all
+    };
+
+    ModuleSettings();
+    ModuleSettings(const ModuleSettings&) = delete;
+    ModuleSettings& operator=(const ModuleSettings&) = delete;
+
+    GenSettings general;
+    SerSettings serial;
+
+    // The groups in the order of creation, read-all, validation and write-all.
+    const std::vector<Member>& Members() const { return members; }
+    // The groups in the order of the file's sections.
+    const std::vector<SettingsGroup*>& FileOrder() const { return fileOrder; }
+    // Whether a group takes part in read-all and write-all for the module read last.
+    bool TakesPart(const Member& member) const;
+    const Member* MemberOf(const SettingsGroup* group) const;
+
+    void SetCommunicator(Communicator* comm);
+    void SetProgress(Progress* progress);
+    // Copies the General group's capability flags into the groups that use them.
+    void ShareCapabilityFlags();
+    bool AnyChanged() const;
+    void ClearChanged();
+
+    // Read-all's reads: General first, its flags handed on (then afterGeneral
+    // runs), then every group that takes part. Returns the group that failed,
+    // with `failure` filled, or nullptr when all were read.
+    SettingsGroup* ReadAll(Failure& failure, const std::function<void()>& afterGeneral = {});
+    // Write-all's checks: the first group that is not valid, or nullptr.
+    SettingsGroup* ValidateAll(Failure& failure) const;
+    // Write-all's writes (after ValidateAll): the group that failed, or nullptr.
+    SettingsGroup* WriteAll(Failure& failure);
+    int WriteProgressMaximum() const;
+
+    // The whole configuration file, lines ending in "\n".
+    std::string FileText() const;
+    // Loads every group from the file's bytes; returns how many values were taken.
+    int LoadFile(const std::string& bytes, TakenLines* taken = nullptr);
+
+  private:
+    std::vector<Member> members;
+    std::vector<SettingsGroup*> fileOrder;
+};
