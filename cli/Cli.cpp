@@ -23,9 +23,10 @@ namespace cli {
 namespace {
 
 const char* const kProgram = "btconf-cli";
-// Bytes read and thrown away after opening: whatever waits on the line must
-// not be taken for an answer.
+// Stale bytes are read and thrown away this many at a time after opening, for
+// at most this many reads.
 constexpr int kStaleBytes = 100;
+constexpr int kStaleReads = 20;
 
 const char* const kNotFound[] = {
     "Norvane Bluetooth unit not found!",
@@ -96,16 +97,22 @@ class Link {
             Say(err, "COM port could not be opened!", {device + ": " + WhyNotOpened(device, port)});
             return kNoModule;
         }
-        uint8_t stale[kStaleBytes];
-        port.ReadBuffer(stale, kStaleBytes);
+        DropStaleBytes(port);
         comm.SetSerialPort(&port);
-        // The probe also takes in what is left of a stale answer: it reads until
-        // the line is quiet. Only then are frames read byte-exact.
-        if (comm.CheckConnection() != 1) {
+        comm.frameByFrame = true;
+        int32_t probe = comm.CheckConnection();
+        if (probe == -2) {
+            // Something stale was in the way of the answer: probe once more as the
+            // window does, reading until the line is quiet.
+            comm.frameByFrame = false;
+            DropStaleBytes(port);
+            probe = comm.CheckConnection();
+            comm.frameByFrame = true;
+        }
+        if (probe != 1) {
             Say(err, kNotFound[0], {std::begin(kNotFound) + 1, std::end(kNotFound)});
             return kNoModule;
         }
-        comm.frameByFrame = true;
         return kSuccess;
     }
 
@@ -312,6 +319,22 @@ std::string Misuse(const CommandLine& line) {
 }
 
 } // namespace
+
+// Throws away whatever waits on the line, so that it is not taken for an answer.
+// What is buffered is taken at once; only when something was there (more may
+// be on its way) is the line read until it has been quiet for the port's read
+// time-out, as the window does after opening. A quiet line costs no wait. A
+// line that never goes quiet is left after kStaleReads reads (the probe then
+// finds no module).
+void DropStaleBytes(mSerial& port) {
+    uint8_t stale[kStaleBytes];
+    const int32_t quietMs = port.ReadTimeout;
+    port.ReadTimeout = 0;
+    int32_t got = port.ReadBuffer(stale, kStaleBytes);
+    port.ReadTimeout = quietMs;
+    for (int reads = 1; got > 0 && reads < kStaleReads; ++reads)
+        got = port.ReadBuffer(stale, kStaleBytes);
+}
 
 std::string Usage() {
     return "Usage: btconf-cli read DEVICE -o FILE\n"

@@ -8,6 +8,8 @@
 #include <string>
 #include <vector>
 
+class mSerial;
+
 namespace cli {
 
 // Exit statuses of the program.
@@ -32,5 +34,9 @@ int Run(const std::vector<std::string>& args, Console& console);
 
 // The text of --help.
 std::string Usage();
+
+// Throws away whatever waits on a port just opened, so that it is not taken for
+// an answer; waits for the line to go quiet only when something was there.
+void DropStaleBytes(mSerial& port);
 
 } // namespace cli

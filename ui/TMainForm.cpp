@@ -150,7 +150,7 @@ TMainForm::TMainForm(QWidget* parent) : QMainWindow(parent) {
     advancedShown = false;
     UpdateAdvancedPages();
     PageControl1->setCurrentWidget(generalTab);
-    resize(560, 440);
+    resize(800, 470); // every tab in view
 }
 
 TMainForm::~TMainForm() = default;

@@ -19,6 +19,7 @@
 #include <spawn.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
+#include <termios.h>
 #include <unistd.h>
 
 extern char** environ;
@@ -405,10 +406,35 @@ TEST(Module, SilenceOrRefusalEndsWithTheWindowsReportAndNothingSaved) {
     std::remove(file.c_str());
 }
 
+TEST(Port, AnswersWaitingOnTheLineAreNotTakenForTheModulesAnswers) {
+    Module module;
+    // Another opener of the line asked for the names and never read the answers:
+    // their bytes wait on the line when btconf-cli opens it. (When the last
+    // opener closes the line, the module's port forgets them, as a real one does.)
+    const int fd = open(module.device.c_str(), O_RDWR | O_NOCTTY);
+    ASSERT_GE(fd, 0);
+    termios raw{};
+    ASSERT_EQ(tcgetattr(fd, &raw), 0);
+    cfmakeraw(&raw);
+    ASSERT_EQ(tcsetattr(fd, TCSANOW, &raw), 0);
+    const uint8_t asks[] = {0x1c, 0x00, 0x1e, 0x00};
+    ASSERT_EQ(write(fd, asks, sizeof asks), ssize_t(sizeof asks));
+    usleep(100000);
+    EXPECT_EQ(module.Heard(), (Lines{"recv 1c 00", "recv 1e 00"}));
+
+    const Outcome o = Cli({"read", module.device, "-o", "-"});
+    EXPECT_EQ(o.status, 0);
+    EXPECT_EQ(o.err, "");
+    EXPECT_EQ(o.out, kDefaultFile);
+    EXPECT_EQ(module.Heard(), kReads3);
+    close(fd);
+}
+
 TEST(Port, ADeviceThatIsNotAModulesPortEndsAtOnceWithThree) {
-    const std::string folder = Temp("folder"), plain = Temp("plain");
+    const std::string folder = Temp("folder"), plain = Temp("plain"), fifo = Temp("fifo");
     mkdir(folder.c_str(), 0700);
     Spit(plain, "not a port\n");
+    mkfifo(fifo.c_str(), 0600);
     // A terminal that nothing answers on: the other end is held open but silent.
     const int master = posix_openpt(O_RDWR | O_NOCTTY);
     ASSERT_GE(master, 0);
@@ -430,6 +456,8 @@ TEST(Port, ADeviceThatIsNotAModulesPortEndsAtOnceWithThree) {
         {plain,
          "btconf-cli: COM port could not be opened!\n" + plain + ": it is not a serial port\n",
          0.5},
+        {fifo, "btconf-cli: COM port could not be opened!\n" + fifo + ": it is not a serial port\n",
+         0.5},
         {"/dev/null",
          "btconf-cli: COM port could not be opened!\n/dev/null: it is not a serial port\n", 0.5},
         {silent, kNotFound, 2.5},
@@ -450,6 +478,7 @@ TEST(Port, ADeviceThatIsNotAModulesPortEndsAtOnceWithThree) {
     close(master);
     rmdir(folder.c_str());
     std::remove(plain.c_str());
+    std::remove(fifo.c_str());
     std::remove(file.c_str());
 }
 

@@ -6,11 +6,14 @@
 
 #include <QAction>
 #include <QApplication>
+#include <QFile>
+#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QTabWidget>
+#include <QTemporaryDir>
 #include <QTest>
 
 namespace {
@@ -154,6 +157,63 @@ class MainFormDeviceTest : public QObject {
         f.readConfig->click(); // answered OK
         QCOMPARE(rig.questions.size(), 2);
         QCOMPARE(f.generalPage->genDeviceName->text(), name);
+    }
+
+    // A name longer than the edit allows, read from the module, is shown whole and
+    // stops write-all before anything is sent, until the person shortens it; a
+    // character an 8-bit text cannot carry is refused as it is typed.
+    void namesAreKeptWhole() {
+        QTemporaryDir dir;
+        const QByteArray longName = "Line 4 / Station 17 / Left side.";
+        QFile state(dir.filePath("module.state"));
+        QVERIFY(state.open(QIODevice::WriteOnly));
+        state.write("device_name " + longName + "\n");
+        state.close();
+        WindowRig rig({"--state", state.fileName().toStdString()});
+        QVERIFY(rig.StartAndRead());
+        TMainForm& f = *rig.form;
+        QLineEdit* name = f.generalPage->genDeviceName;
+        QCOMPARE(name->text(), QString(longName));
+        QVERIFY(!f.AnyChanged());
+        rig.ClearTrace();
+        f.writeConf->click();
+        QCOMPARE(rig.errors.size(), size_t(1));
+        QCOMPARE(rig.errors[0].headline, QString("Invalid Bluetooth name"));
+        QTest::qWait(50);
+        QVERIFY(rig.Received().isEmpty());
+
+        name->setFocus();
+        name->end(false);
+        QTest::keyClick(name, Qt::Key_Backspace);
+        QTest::keyClicks(name, "!"); // the edit holds 31 characters again
+        QCOMPARE(name->text(), QString(longName.left(31)));
+        Type(f.generalPage->genServName, "Caf");
+        for (const QChar typed : QString::fromUtf8("\u00e9\u03a9s")) {
+            QKeyEvent press(QEvent::KeyPress, Qt::Key_unknown, Qt::NoModifier, QString(typed));
+            QApplication::sendEvent(f.generalPage->genServName, &press);
+        }
+        QCOMPARE(f.generalPage->genServName->text(), QString::fromUtf8("Caf\u00e9s"));
+        f.writeConf->click();
+        QCOMPARE(rig.errors.size(), size_t(1));
+        QCOMPARE(rig.Received().mid(0, 2), QStringList({"1d 20 " + Hex(longName.left(31)) + " 00",
+                                                        "1f 06 43 61 66 e9 73 00"}));
+    }
+
+    // A read-all that stops at the Serial port group still shows the General
+    // group it read.
+    void failedSerialReadStillShowsWhatWasRead() {
+        WindowRig rig({"--fault", "status:0x14=255"});
+        QVERIFY(!rig.StartAndRead());
+        QTRY_VERIFY(rig.form->readConfig->isEnabled());
+        QCOMPARE(rig.errors.size(), size_t(1));
+        QCOMPARE(rig.errors[0].caption, QString("Error - communication (0x0114)"));
+        QCOMPARE(rig.errors[0].description,
+                 QString("A communication error occured when reading information from the "
+                         "device.\nThe reason was: Status error - Command error"));
+        QCOMPARE(GeneralShows(*rig.form),
+                 QString("NVM-220 | 2007.01.13-01 | 3.02 | NVM220-302-A1 | 02 4e 56 4d 00 03 | "
+                         "Norvane NVM-220 | Serial Port"));
+        QVERIFY(!rig.form->progForm->isVisible());
     }
 
     void failedIdentityStopsReadAll() {
