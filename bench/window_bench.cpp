@@ -121,7 +121,7 @@ int main(int argc, char** argv) {
     CountingPort counter(form.serPort);
     form.comm->SetSerialPort(&counter);
     // One whole-module operation, kRounds times: the median time, the exchanges,
-    // and the specified limit (every exchange's bytes at the line speed, the
+    // and the exchange limit (every exchange's bytes at the line speed, the
     // module's answer delay and the port's read window, plus the settle pause).
     struct Measure {
         double ms = 0, limitMs = 0;
@@ -146,7 +146,7 @@ int main(int argc, char** argv) {
         std::printf("%s of every group the module has (%ld exchanges, %d rounds, median): %.1f "
                     "ms\n",
                     what, m.exchanges, kRounds, m.ms);
-        std::printf("  specified limit (exchanges with the read window, %.0f ms pause): %.1f ms\n",
+        std::printf("  exchange limit (exchanges with the read window, %.0f ms pause): %.1f ms\n",
                     kSettlePauseMs, m.limitMs);
         std::printf("  ratio: %.2f (bar 1.3, and under 600 ms)\n", m.ms / m.limitMs);
         return m;

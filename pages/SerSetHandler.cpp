@@ -136,13 +136,13 @@ void SerSetHandler::ControlChanged(QObject* control) {
         if (wasUserDefined) UpdateControls(); // the "User defined" item and tick go
         return;
     } else if (control == ParityBox) {
-        group.flowControl = flowBox->currentIndex();
+        group.parity = ParityBox->currentIndex();
     } else if (control == dataBitsBox) {
         group.dataBits = dataBitsBox->currentIndex() + 5;
     } else if (control == stopBitsBox) {
         group.stopBits = stopBitsBox->currentIndex() + 1;
     } else if (control == flowBox) {
-        group.parity = ParityBox->currentIndex();
+        group.flowControl = flowBox->currentIndex();
     } else {
         return;
     }

@@ -74,7 +74,12 @@ int SerSettings::ReadFromDevice(Failure& failure) {
     parity = serial[2];
     dataBits = serial[3];
     stopBits = serial[4];
-    if (!userDefinedSupported) return 1;
+    if (!userDefinedSupported) {
+        // This module has no user-defined speed: none stays from a module read before.
+        userDefinedEnabled = 0;
+        userDefinedValue = 0;
+        return 1;
+    }
 
     uint8_t enabled = 0;
     uint16_t value = 0;

@@ -133,7 +133,7 @@ TEST(SerDevice, ReadAndWriteSendTheFieldsInTheirOrderOrStopWithTheirNumbers) {
          -1,
          "14 00",
          "",
-         "0 0 0 0 0 0 0",
+         "0 0 0 0 0 1 77",
          0x114,
          "Status error - Command error"},
         {{"--state", state, "--fault", "silent:0xd8"},
@@ -142,7 +142,7 @@ TEST(SerDevice, ReadAndWriteSendTheFieldsInTheirOrderOrStopWithTheirNumbers) {
          -1,
          "14 00, d8 00",
          "",
-         "7 1 2 7 2 0 0",
+         "7 1 2 7 2 1 77",
          0x1d8,
          "Communication timeout"},
         {{}, true, true, 1, "15 05 06 01 02 07 02, d9 03 01 10 07", "sr", "", 0, nullptr},
@@ -171,6 +171,9 @@ TEST(SerDevice, ReadAndWriteSendTheFieldsInTheirOrderOrStopWithTheirNumbers) {
         SerSettings s;
         rig.Attach(s);
         s.userDefinedSupported = c.supported;
+        // Left from a module read before; a module without the setting clears it.
+        s.userDefinedEnabled = 1;
+        s.userDefinedValue = 77;
         if (c.write) {
             s.speedIndex = 6;
             s.flowControl = 1;
