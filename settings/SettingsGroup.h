@@ -29,6 +29,11 @@ class Progress {
     virtual void Repaint() = 0;            // show the bar at once
 };
 
+// What a numeric edit of a page holds, as far as a group's checks need to know.
+// The page tells its group after each of a person's edits; a read or a load sets
+// it to what the page then shows (Empty where it shows nothing).
+enum class EditText { Number, Empty, NotANumber };
+
 // A line of the file that a load took, "Key: value" as it stood.
 using TakenLines = std::vector<std::string>;
 
