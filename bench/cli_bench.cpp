@@ -185,14 +185,26 @@ bool Breakdown(const std::string& device, double answerDelayMs) {
     cli::DropStaleBytes(port);
     const double flushMs = MsSince(mark);
 
+    // The probe as the read command makes it: byte-exact, frame by frame, and
+    // once more in the quiet-time mode only when the answer had a wrong opcode.
     Communicator comm;
     comm.SetSerialPort(&port);
+    comm.frameByFrame = true;
     mark = Clock::now();
-    if (comm.CheckConnection() != 1) return false;
+    int32_t probed = comm.CheckConnection();
     const double probeMs = MsSince(mark);
     const TimedSerial::Command probe = port.commands.back();
+    double retryMs = -1;
+    if (probed == -2) {
+        comm.frameByFrame = false;
+        mark = Clock::now();
+        cli::DropStaleBytes(port);
+        probed = comm.CheckConnection();
+        retryMs = MsSince(mark);
+        comm.frameByFrame = true;
+    }
+    if (probed != 1) return false;
     port.commands.clear();
-    comm.frameByFrame = true;
 
     ModuleSettings settings;
     settings.SetCommunicator(&comm);
@@ -209,8 +221,15 @@ bool Breakdown(const std::string& device, double answerDelayMs) {
     std::printf("  %-34s %7.2f ms\n", "open the port", openMs);
     std::printf("  %-34s %7.2f ms  (the window's single read waits %.2f ms)\n",
                 "throw away stale bytes", flushMs, windowFlushMs);
-    std::printf("  %-34s %7.2f ms  wire limit %5.2f ms (read until its time-out)\n", "probe 0x01",
-                probeMs, WireMs(probe.sent + probe.received) + answerDelayMs);
+    std::printf("  %-34s %7.2f ms  wire limit %5.2f ms (%ld + %ld bytes)\n",
+                "probe 0x01, frame by frame", probeMs,
+                WireMs(probe.sent + probe.received) + answerDelayMs, probe.sent, probe.received);
+    if (retryMs >= 0)
+        std::printf("  %-34s %7.2f ms  (the first answer had a wrong opcode)\n",
+                    "probe again, quiet-time mode", retryMs);
+    else
+        std::printf("  %-34s %7s     (the first answer was the probe's)\n",
+                    "probe again, quiet-time mode", "not run");
     double wireAll = 0;
     for (std::size_t i = 0; i < port.commands.size(); ++i) {
         const TimedSerial::Command& c = port.commands[i];

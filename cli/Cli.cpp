@@ -239,6 +239,8 @@ int CheckCommand(const std::string& path, Console& console) {
     std::string bytes;
     if (const int status = ReadFile(path, bytes, console.err)) return status;
     ModuleSettings settings;
+    // Without a module, the file is checked as for one that has every group.
+    settings.AssumeEveryGroup();
     TakenLines taken;
     if (settings.LoadFile(bytes, &taken) == 0) return NoSettings(path, console.err);
     for (const std::string& line : taken)

@@ -9,12 +9,13 @@ ModuleSettings::ModuleSettings() {
     // Endpoint, Connecting, then the advanced groups power save, scan and output
     // power, other, SCO.
     members = {
-        {&general, false, true, false},
-        {&serial, false, true, false},
+        {&general, false, true, false},  {&serial, false, true, false},
+        {&powerSave, true, true, false}, {&scanPower, true, true, true},
+        {&other, true, true, false},     {&sco, true, false, false},
     };
     // The file's sections: general, serial, endpoint, connecting, scan and output
     // power, power save, SCO, other.
-    fileOrder = {&general, &serial};
+    fileOrder = {&general, &serial, &scanPower, &powerSave, &sco, &other};
 }
 
 bool ModuleSettings::TakesPart(const Member& member) const {
@@ -50,6 +51,19 @@ void ModuleSettings::ShareCapabilityFlags() {
     serial.userDefinedSupported = general.firmware3;
     serial.secondGeneration = general.secondGeneration;
     serial.productCode5 = general.productCode5;
+    sco.supportA = general.secondGeneration;
+    sco.supportB = general.firmware3Minor2Gen2;
+    sco.supportC = general.firmware3;
+    other.qosSupported = general.firmware3Minor2;
+    other.emulationSupported = general.secondGeneration;
+    powerSave.available = scanPower.available = other.available = sco.available = general.firmware3;
+}
+
+void ModuleSettings::AssumeEveryGroup() {
+    general.firmware3 = general.firmware3Minor2 = general.firmware3Minor2Gen2 = 1;
+    general.secondGeneration = 1;
+    general.productCode5 = 0;
+    ShareCapabilityFlags();
 }
 
 bool ModuleSettings::AnyChanged() const {

@@ -4,7 +4,11 @@
 #pragma once
 
 #include "GenSettings.h"
+#include "OtherSettings.h"
+#include "PsSettings.h"
+#include "ScoSettings.h"
 #include "SerSettings.h"
+#include "SopSettings.h"
 
 #include <functional>
 #include <string>
@@ -31,6 +35,10 @@ class ModuleSettings {
 
     GenSettings general;
     SerSettings serial;
+    PsSettings powerSave;
+    SopSettings scanPower;
+    OtherSettings other;
+    ScoSettings sco;
 
     // The groups in the order of creation, read-all, validation and write-all.
     const std::vector<Member>& Members() const { return members; }
@@ -44,6 +52,9 @@ class ModuleSettings {
     void SetProgress(Progress* progress);
     // Copies the General group's capability flags into the groups that use them.
     void ShareCapabilityFlags();
+    // Takes the module to have every group and feature (a file checked without a
+    // module is checked as for the fullest one).
+    void AssumeEveryGroup();
     bool AnyChanged() const;
     void ClearChanged();
 

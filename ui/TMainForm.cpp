@@ -1,14 +1,22 @@
 #include "TMainForm.h"
 
+#include "AudioPage.h"
 #include "Communicator.h"
 #include "ConfigFile.h"
 #include "Desktop.h"
 #include "Dialogs.h"
 #include "GenSetHandler.h"
 #include "GeneralPage.h"
+#include "OtherPage.h"
+#include "OtherSetHandler.h"
+#include "PowerSavePage.h"
+#include "PsSetHandler.h"
+#include "ScanPowerPage.h"
+#include "ScoSetHandler.h"
 #include "SerSetHandler.h"
 #include "SerialPage.h"
 #include "SettingsPage.h"
+#include "SopSetHandler.h"
 
 #include <QAction>
 #include <QApplication>
@@ -106,10 +114,14 @@ TMainForm::TMainForm(QWidget* parent) : QMainWindow(parent) {
     serialTab = serialPage;
     endpointTab = EmptyPage("endpointTab");
     conTab = EmptyPage("conTab");
-    adv1 = EmptyPage("adv1");
-    adv2 = EmptyPage("adv2");
-    adv3 = EmptyPage("adv3");
-    adv4 = EmptyPage("adv4");
+    adv1 = scanPowerPage = new ScanPowerPage;
+    adv2 = powerSavePage = new PowerSavePage;
+    adv3 = otherPage = new OtherPage;
+    adv4 = audioPage = new AudioPage;
+    adv1->setObjectName(QStringLiteral("adv1"));
+    adv2->setObjectName(QStringLiteral("adv2"));
+    adv3->setObjectName(QStringLiteral("adv3"));
+    adv4->setObjectName(QStringLiteral("adv4"));
     PageControl1->addTab(generalTab, QStringLiteral("General"));
     PageControl1->addTab(serialTab, QStringLiteral("Serial port"));
     PageControl1->addTab(endpointTab, QStringLiteral("Endpoint"));
@@ -205,7 +217,12 @@ void TMainForm::BuildMenus() {
 void TMainForm::BuildPages() {
     genSetHandler = new GenSetHandler(settings.general, generalPage);
     serSetHandler = new SerSetHandler(settings.serial, serialPage);
-    pages = {genSetHandler, serSetHandler};
+    psSetHandler = new PsSetHandler(settings.powerSave, powerSavePage);
+    sopSetHandler = new SopSetHandler(settings.scanPower, scanPowerPage);
+    otherSetHandler = new OtherSetHandler(settings.other, otherPage);
+    scoSetHandler = new ScoSetHandler(settings.sco, audioPage);
+    pages = {genSetHandler, serSetHandler,   psSetHandler,
+             sopSetHandler, otherSetHandler, scoSetHandler};
 }
 
 SettingsPage* TMainForm::PageOf(const SettingsGroup* group) const {

@@ -13,10 +13,18 @@
 #include <vector>
 
 class Communicator;
+class AudioPage;
 class GenSetHandler;
 class GeneralPage;
+class OtherPage;
+class OtherSetHandler;
+class PowerSavePage;
+class PsSetHandler;
+class ScanPowerPage;
+class ScoSetHandler;
 class SerSetHandler;
 class SerialPage;
+class SopSetHandler;
 class SettingsPage;
 class TComOpenError;
 class TConnectErrorForm;
@@ -64,6 +72,10 @@ class TMainForm : public QMainWindow {
     // The pages' handlers, in the groups' order.
     GenSetHandler* genSetHandler = nullptr;
     SerSetHandler* serSetHandler = nullptr;
+    PsSetHandler* psSetHandler = nullptr;
+    SopSetHandler* sopSetHandler = nullptr;
+    OtherSetHandler* otherSetHandler = nullptr;
+    ScoSetHandler* scoSetHandler = nullptr;
     TErrorForm* errorForm = nullptr;
     TProgForm* progForm = nullptr;
     QTimer* StartTimer = nullptr;
@@ -82,6 +94,10 @@ class TMainForm : public QMainWindow {
     // The pages' forms (the same widgets as their tabs).
     GeneralPage* generalPage = nullptr;
     SerialPage* serialPage = nullptr;
+    ScanPowerPage* scanPowerPage = nullptr; // adv1
+    PowerSavePage* powerSavePage = nullptr; // adv2
+    OtherPage* otherPage = nullptr;         // adv3
+    AudioPage* audioPage = nullptr;         // adv4
 
     QPushButton* readConfig = nullptr;
     QPushButton* writeConf = nullptr;

@@ -1,0 +1,5 @@
+#include "AudioPage.h"
+
+AudioPage::AudioPage(QWidget* parent) : QWidget(parent) {
+    setupUi(this);
+}

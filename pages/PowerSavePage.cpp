@@ -1,0 +1,5 @@
+#include "PowerSavePage.h"
+
+PowerSavePage::PowerSavePage(QWidget* parent) : QWidget(parent) {
+    setupUi(this);
+}
