@@ -48,9 +48,7 @@ void OtherSettings::EditsAsShown() {
 int OtherSettings::ReadFromDevice(Failure& failure) {
     // A failed command keeps what the ones before it gave.
     auto fail = [&](uint32_t code, int32_t result, int32_t help) {
-        CommError(failure, false, code, result);
-        failure.helpContext = help;
-        return -1;
+        return CommError(failure, false, code, result, help);
     };
     if (comm == nullptr) return fail(kCodeReadPerformance, -1, 0);
 
@@ -101,9 +99,7 @@ int OtherSettings::ReadFromDevice(Failure& failure) {
 
 int OtherSettings::WriteToDevice(Failure& failure) {
     auto fail = [&](uint32_t code, int32_t result, int32_t help) {
-        CommError(failure, true, code, result);
-        failure.helpContext = help;
-        return -1;
+        return CommError(failure, true, code, result, help);
     };
     if (comm == nullptr) return fail(kCodeWritePerformance, -1, kHelpWritePerformance);
 

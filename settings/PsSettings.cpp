@@ -60,9 +60,7 @@ int PsSettings::CommFailure(Failure& failure, bool write, uint32_t code, int32_t
                             int32_t helpContext) {
     // What a read took before the failure stays, and the page shows it.
     if (!write) EditsAsShown();
-    SettingsGroup::CommError(failure, write, code, result);
-    failure.helpContext = helpContext;
-    return -1;
+    return SettingsGroup::CommError(failure, write, code, result, helpContext);
 }
 
 int PsSettings::ReadFromDevice(Failure& failure) {

@@ -16,8 +16,10 @@ int SettingsGroup::InputError(Failure& failure, const char* headline, const char
     return -1;
 }
 
-int SettingsGroup::CommError(Failure& failure, bool write, uint32_t code, int32_t result) const {
+int SettingsGroup::CommError(Failure& failure, bool write, uint32_t code, int32_t result,
+                             int32_t helpContext) const {
     failure = Failure{};
+    failure.helpContext = helpContext;
     failure.category = "communication";
     failure.headline = write ? "Could not write parameter" : "Could not read parameter";
     failure.errorCode = code;

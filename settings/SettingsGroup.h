@@ -63,8 +63,10 @@ class SettingsGroup {
     static int InputError(Failure& failure, const char* headline, const char* rule,
                           int32_t helpContext);
     // Communication failure of a read (write false) or write; code is
-    // 0x100/0x200 + opcode or the group's own exception. The help context is 0.
-    int CommError(Failure& failure, bool write, uint32_t code, int32_t result) const;
+    // 0x100/0x200 + opcode or the group's own exception, with the help context
+    // the page lists for the command (0 where it lists none).
+    int CommError(Failure& failure, bool write, uint32_t code, int32_t result,
+                  int32_t helpContext = 0) const;
     void Step(bool repaint = false) const;
     void RaiseMaximum(int by) const;
 

@@ -145,9 +145,7 @@ void SopSettings::Edited(Edit edit, const std::string& text) {
 
 int SopSettings::ReadFromDevice(Failure& failure) {
     auto fail = [&](uint32_t code, int32_t help, int32_t result) {
-        CommError(failure, false, code, result);
-        failure.helpContext = help;
-        return -1;
+        return CommError(failure, false, code, result, help);
     };
     if (comm == nullptr) return fail(kCodeReadInquiry, kHelpReadInquiry, -1);
 
@@ -194,9 +192,7 @@ int SopSettings::ReadFromDevice(Failure& failure) {
 
 int SopSettings::WriteToDevice(Failure& failure) {
     auto fail = [&](uint32_t code, int32_t help, int32_t result) {
-        CommError(failure, true, code, result);
-        failure.helpContext = help;
-        return -1;
+        return CommError(failure, true, code, result, help);
     };
     if (comm == nullptr) return fail(kCodeWriteInquiry, kHelpWriteInquiry, -1);
 
