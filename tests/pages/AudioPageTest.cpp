@@ -1,41 +1,32 @@
-// The Audio settings page on its own: what it shows of the audio group's
-// values, which controls a switched-off connection or a missing gain control
-// greys, and how a person's ticks, choices and slider moves reach the group
-// while a refresh from code never does.
+// The Audio settings page on its own: its captions, what it shows of the audio
+// group's values after a read, which controls a switched-off connection or a
+// missing gain control greys, and how a person's ticks, choices and slider
+// moves reach the group while controls set from code never do.
 #include "AudioPage.h"
 #include "ScoSetHandler.h"
 
-#include <QCheckBox>
-#include <QComboBox>
-#include <QLabel>
-#include <QSlider>
 #include <QTest>
 
 class AudioPageTest : public QObject {
     Q_OBJECT
 
-    // "value label [min .. max label] position/maximum", "(greyed)" when disabled.
-    static QString Gain(const QSlider* track, const QLabel* value, const QLabel* min,
-                        const QLabel* max) {
-        const int enabled =
-            track->isEnabled() + value->isEnabled() + min->isEnabled() + max->isEnabled();
-        return QString("%1 [%2 .. %3] %4/%5%6")
-            .arg(value->text(), min->text(), max->text())
-            .arg(track->sliderPosition())
-            .arg(track->maximum())
-            .arg(enabled == 4   ? ""
-                 : enabled == 0 ? " (greyed)"
-                                : " (partly greyed)");
+    // "value label of maximum label at slider position", "(greyed)" when disabled.
+    static QString Gain(const QSlider* t, const QLabel* v, const QLabel* lo, const QLabel* hi) {
+        const int on = t->isEnabled() + v->isEnabled() + lo->isEnabled() + hi->isEnabled();
+        const char* grey = on == 4 ? "" : on == 0 ? " (greyed)" : " (partly greyed)";
+        return QString("%1 of %2 at %3%4")
+            .arg(v->text(), hi->text())
+            .arg(t->sliderPosition())
+            .arg(grey);
     }
 
-    // The page as a person reads it.
-    static QString Shows(const AudioPage& p) {
+    // The group as "changed: enabled type", then the page as a person reads it.
+    static QString Shows(const AudioPage& p, const ScoSettings& g) {
+        const bool typeOn = p.comboSCOPacketType->isEnabled() && p.labelSCOPacketType->isEnabled();
         return QStringList{
-            p.checkEnableSCO->isChecked() ? "ticked" : "unticked",
-            p.comboSCOPacketType->currentText() +
-                (p.comboSCOPacketType->isEnabled() && p.labelSCOPacketType->isEnabled()
-                     ? ""
-                     : " (greyed)"),
+            QString::asprintf("%d: %d %d", g.changed, g.scoEnabled, g.packetType),
+            QString(p.checkEnableSCO->isChecked() ? "ticked " : "unticked ") +
+                p.comboSCOPacketType->currentText() + (typeOn ? "" : " (greyed)"),
             Gain(p.trackInputGain, p.labelInputGainValue, p.labelInputGainMin, p.labelInputGainMax),
             Gain(p.trackOutputGain, p.labelOutputGainValue, p.labelOutputGainMin,
                  p.labelOutputGainMax)}
@@ -43,128 +34,90 @@ class AudioPageTest : public QObject {
     }
 
   private slots:
-    void formHasTheCaptionsAndItems() {
+    void showsAReadAndTakesOnlyAPersonsEdits() {
         AudioPage page;
-        QCOMPARE(page.groupSCO1->title(), "SCO Connection");
-        QCOMPARE(page.groupSCO2->title(), "Coded gain settings");
-        QCOMPARE(page.checkEnableSCO->text(), "Enable Audio (SCO) connection");
-        QCOMPARE(page.labelSCOPacketType->text(), "SCO packet type:");
-        QStringList items;
+        QStringList seen{page.groupSCO1->title(), page.groupSCO2->title(),
+                         page.checkEnableSCO->text(), page.labelSCOPacketType->text()};
         for (int i = 0; i < page.comboSCOPacketType->count(); ++i)
-            items << page.comboSCOPacketType->itemText(i);
-        QCOMPARE(items, QStringList({"HV1", "HV2", "HV3", "DV"}));
-    }
+            seen << page.comboSCOPacketType->itemText(i);
+        QCOMPARE(seen.join(" | "), "SCO Connection | Coded gain settings | Enable Audio (SCO) "
+                                   "connection | SCO packet type: | HV1 | HV2 | HV3 | DV");
 
-    void showsTheHeldValues_data() {
-        QTest::addColumn<bool>("enabled");
-        QTest::addColumn<int>("type");
-        QTest::addColumn<int>("inputMax");
-        QTest::addColumn<int>("outputMax");
-        QTest::addColumn<QString>("shows");
-        QTest::newRow("start") << false << 0 << 0 << 0
-                               << "unticked |  (greyed) | Input gain: N/A [0 .. N/A] 0/0 (greyed) "
-                                  "| Output gain: N/A [0 .. N/A] 0/0 (greyed)";
-        QTest::newRow("enabled") << true << 128 << 7 << 15
-                                 << "ticked | HV3 | Input gain: 3 [0 .. 7] 4/7 | "
-                                    "Output gain: 9 [0 .. 15] 6/15";
-        QTest::newRow("off") << false << 256 << 7 << 15
-                             << "unticked | DV (greyed) | Input gain: 3 [0 .. 7] 4/7 (greyed) | "
-                                "Output gain: 9 [0 .. 15] 6/15 (greyed)";
-        QTest::newRow("no output gain, type outside the list")
-            << true << 96 << 7 << 0
-            << "ticked |  | Input gain: 3 [0 .. 7] 4/7 | Output gain: N/A [0 .. N/A] 0/0 (greyed)";
-    }
-    void showsTheHeldValues() {
-        QFETCH(bool, enabled);
-        QFETCH(int, type);
-        QFETCH(int, inputMax);
-        QFETCH(int, outputMax);
-        AudioPage page;
         ScoSettings group;
         ScoSetHandler handler(group, &page);
-        QCOMPARE(handler.Tab(), &page);
-        QCOMPARE(&handler.Group(), &group);
-        group.scoEnabled = enabled;
-        group.packetType = type;
-        group.inputGainMax = inputMax;
-        group.inputGain = 3;
-        group.outputGainMax = outputMax;
-        group.outputGain = 9;
-        handler.UpdateControls();
-        QTEST(Shows(page), "shows");
-        QCOMPARE(group.changed, uint8_t(0));
-    }
-
-    void aPersonsChoicesReachTheGroup() {
-        AudioPage page;
-        ScoSettings group;
-        group.inputGainMax = 7;
-        group.inputGain = 2;
-        group.outputGainMax = 15;
-        group.outputGain = 10;
-        ScoSetHandler handler(group, &page);
-
-        // Ticking without a packet type chooses HV1 and brings the controls back.
-        page.checkEnableSCO->click();
-        QCOMPARE(group.changed, uint8_t(1));
-        QCOMPARE(group.scoEnabled, true);
-        QCOMPARE(group.packetType, 32);
-        QCOMPARE(Shows(page),
-                 "ticked | HV1 | Input gain: 2 [0 .. 7] 5/7 | Output gain: 10 [0 .. 15] 5/15");
-
-        group.changed = 0;
-        page.comboSCOPacketType->setCurrentIndex(3);
-        emit page.comboSCOPacketType->activated(3);
-        QCOMPARE(group.packetType, 256);
-        QCOMPARE(group.changed, uint8_t(1));
-
-        // The sliders run upside down: further right is a higher gain, for a
-        // click beside the handle as for the arrow keys.
+        QVERIFY(handler.Tab() == &page && &handler.Group() == &group);
         page.resize(400, 300);
         page.show();
         QVERIFY(QTest::qWaitForWindowExposed(&page));
-        QTest::mouseClick(
-            page.trackInputGain, Qt::LeftButton, {},
-            QPoint(page.trackInputGain->width() * 9 / 10, page.trackInputGain->height() / 2));
-        QCOMPARE(group.inputGain, 3);
-        QTest::keyClick(page.trackInputGain, Qt::Key_Left);
-        QTest::keyClick(page.trackInputGain, Qt::Key_Left);
-        QCOMPARE(group.inputGain, 1);
-        QTest::keyClick(page.trackInputGain, Qt::Key_Right);
-        QCOMPARE(group.inputGain, 2);
-        page.trackOutputGain->setSliderDown(true);
-        page.trackOutputGain->setSliderPosition(1);
-        page.trackOutputGain->setSliderDown(false);
-        QCOMPARE(group.outputGain, 14);
-        page.trackInputGain->triggerAction(QAbstractSlider::SliderToMinimum);
-        QCOMPARE(group.inputGain, 7);
-        QCOMPARE(Shows(page),
-                 "ticked | DV | Input gain: 7 [0 .. 7] 0/7 | Output gain: 14 [0 .. 15] 1/15");
 
-        // Unticking keeps the type, greys the rest; ticking again shows the type.
-        page.checkEnableSCO->click();
-        QCOMPARE(Shows(page), "unticked | DV (greyed) | Input gain: 7 [0 .. 7] 0/7 (greyed) | "
-                              "Output gain: 14 [0 .. 15] 1/15 (greyed)");
-        page.checkEnableSCO->click();
-        QCOMPARE(page.comboSCOPacketType->currentText(), "DV");
+        // Reads one after the other: nothing of the one before stays. A gain
+        // without its control is greyed even with the connection on.
+        const struct {
+            bool enabled;
+            int type, inputMax, outputMax; // input gain 3, output gain 9
+            QString shows;
+        } reads[] = {
+            {true, 128, 7, 15,
+             "0: 1 128 | ticked HV3 | Input gain: 3 of 7 at 4 | Output gain: 9 of 15 at 6"},
+            {true, 96, 7, 0,
+             "0: 1 96 | ticked  | Input gain: 3 of 7 at 4 | Output gain: N/A of N/A at 0 (greyed)"},
+            {false, 0, 7, 15,
+             "0: 0 0 | unticked  (greyed) | Input gain: 3 of 7 at 4 (greyed) | Output gain: 9 of "
+             "15 at 6 (greyed)"},
+        };
+        for (const auto& r : reads) {
+            group.scoEnabled = r.enabled;
+            group.packetType = r.type;
+            group.inputGainMax = r.inputMax;
+            group.inputGain = 3;
+            group.outputGainMax = r.outputMax;
+            group.outputGain = 9;
+            handler.UpdateControls();
+            QCOMPARE(Shows(page, group), r.shows);
+        }
 
-        // A module without an output gain control: the gain held from before is not shown.
-        group.outputGainMax = 0;
-        handler.UpdateControls();
-        QCOMPARE(Shows(page), "ticked | DV | Input gain: 7 [0 .. 7] 0/7 | "
-                              "Output gain: N/A [0 .. N/A] 0/0 (greyed)");
+        // A person's keys, one after the other from the last read. Ticking without a
+        // packet type chooses HV1; unticking keeps the type. The sliders run upside
+        // down: further right is a higher gain, for the arrow keys as for a click
+        // beside the handle (no keys: a click at nine tenths of the slider).
+        const struct {
+            QWidget* control;
+            const char* keys;
+            QString shows;
+        } edits[] = {
+            {page.checkEnableSCO, "Space",
+             "1: 1 32 | ticked HV1 | Input gain: 3 of 7 at 4 | Output gain: 9 of 15 at 6"},
+            {page.comboSCOPacketType, "End",
+             "1: 1 256 | ticked DV | Input gain: 3 of 7 at 4 | Output gain: 9 of 15 at 6"},
+            {page.trackInputGain, "Left, Left, Right",
+             "1: 1 256 | ticked DV | Input gain: 2 of 7 at 5 | Output gain: 9 of 15 at 6"},
+            {page.trackInputGain, "",
+             "1: 1 256 | ticked DV | Input gain: 3 of 7 at 4 | Output gain: 9 of 15 at 6"},
+            {page.trackOutputGain, "Right, Right, Right",
+             "1: 1 256 | ticked DV | Input gain: 3 of 7 at 4 | Output gain: 12 of 15 at 3"},
+            {page.checkEnableSCO, "Space",
+             "1: 0 256 | unticked DV (greyed) | Input gain: 3 of 7 at 4 (greyed) | Output gain: 12 "
+             "of 15 at 3 (greyed)"},
+            {page.checkEnableSCO, "Space",
+             "1: 1 256 | ticked DV | Input gain: 3 of 7 at 4 | Output gain: 12 of 15 at 3"},
+        };
+        for (const auto& e : edits) {
+            group.changed = 0;
+            QTest::keySequence(e.control, QKeySequence(e.keys));
+            if (!*e.keys)
+                QTest::mouseClick(e.control, Qt::LeftButton, {},
+                                  QPoint(e.control->width() * 9 / 10, e.control->height() / 2));
+            QCOMPARE(Shows(page, group), e.shows);
+        }
 
-        // Controls set from code leave the group alone.
+        // Controls set from code change the page, never the group.
         group.changed = 0;
         page.checkEnableSCO->setChecked(false);
         page.comboSCOPacketType->setCurrentIndex(0);
-        page.trackInputGain->setValue(3);
-        QCOMPARE(QString("%1 %2 %3 %4")
-                     .arg(group.changed)
-                     .arg(group.scoEnabled)
-                     .arg(group.packetType)
-                     .arg(group.inputGain),
-                 "0 1 256 7");
+        page.trackInputGain->setValue(1);
+        page.trackOutputGain->setValue(2);
+        QCOMPARE(Shows(page, group),
+                 "0: 1 256 | unticked HV1 | Input gain: 3 of 7 at 1 | Output gain: 12 of 15 at 2");
     }
 };
 

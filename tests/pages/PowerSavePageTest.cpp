@@ -9,30 +9,58 @@
 #include <QLineEdit>
 #include <QtTest>
 
+#include <cstdio>
+
 namespace {
 
-// Every edit's text, "(off)" after a disabled one, then what the group holds
-// of each edit (E empty, N a number, ? not a number).
-QString Shown(const PsSetHandler& h) {
-    QStringList texts;
-    for (QLineEdit* e :
-         {h.sniffMaxInt, h.sniffMinInt, h.sniffAttempt, h.sniffTimeout, h.parkBeaMax, h.parkBeaMin})
-        texts << e->text() + (e->isEnabled() ? "" : "(off)");
-    QString states;
-    for (EditText t : {h.group.sniffMaxIntEdit, h.group.sniffMinIntEdit, h.group.sniffAttemptEdit,
-                       h.group.sniffTimeoutEdit, h.group.parkBeaMaxEdit, h.group.parkBeaMinEdit})
-        states += t == EditText::Empty ? 'E' : t == EditText::Number ? 'N' : '?';
-    return texts.join(" | ") + " " + states;
-}
+// The page, its group and the handler between them.
+struct Rig {
+    PowerSavePage page;
+    PsSettings group;
+    PsSetHandler handler{group, &page};
+    QList<QLineEdit*> edits = page.findChildren<QLineEdit*>(); // in the order on the page
 
-QString Held(const PsSettings& s) {
-    return QString::asprintf("s%d %d %d %d %d p%d %d %d changed %d", s.sniffEnabled,
-                             s.sniffMaxInterval, s.sniffMinInterval, s.sniffAttempt, s.sniffTimeout,
-                             s.parkEnabled, s.beaconMaxInterval, s.beaconMinInterval, s.changed);
-}
+    // Values as a read leaves them, "s<on> max min attempt timeout p<on> max min".
+    void Read(const char* values) {
+        PsSettings& s = group;
+        std::sscanf(values, "s%hhu %d %d %d %d p%hhu %d %d", &s.sniffEnabled, &s.sniffMaxInterval,
+                    &s.sniffMinInterval, &s.sniffAttempt, &s.sniffTimeout, &s.parkEnabled,
+                    &s.beaconMaxInterval, &s.beaconMinInterval);
+        handler.UpdateControls();
+    }
 
-// The person replaces the edit's text by typing.
-void Type(QLineEdit* edit, const QString& keys) {
+    // Each mode as "on|off, its labels enabled (1) or not, its edits" ("(off)"
+    // after a disabled edit).
+    QString Shown() const {
+        QStringList modes;
+        for (QGroupBox* box : {page.sniffBox, page.parkBox}) {
+            QString text = box->findChild<QCheckBox*>()->isChecked() ? "on " : "off ";
+            for (QLabel* l : box->findChildren<QLabel*>())
+                text += l->isEnabled() ? '1' : '0';
+            for (QLineEdit* e : box->findChildren<QLineEdit*>())
+                text += " " + e->text() + (e->isEnabled() ? "" : "(off)");
+            modes << text;
+        }
+        return modes.join(" | ");
+    }
+
+    // The group as "s<on> max min attempt timeout p<on> max min", what it holds
+    // of each edit (N a number, E empty, ? not a number) and its changed flag.
+    QString Held() const {
+        const PsSettings& s = group;
+        QString states;
+        for (EditText t : {s.sniffMaxIntEdit, s.sniffMinIntEdit, s.sniffAttemptEdit,
+                           s.sniffTimeoutEdit, s.parkBeaMaxEdit, s.parkBeaMinEdit})
+            states += "NE?"[int(t)];
+        return QString::asprintf("s%d %d %d %d %d p%d %d %d ", s.sniffEnabled, s.sniffMaxInterval,
+                                 s.sniffMinInterval, s.sniffAttempt, s.sniffTimeout, s.parkEnabled,
+                                 s.beaconMaxInterval, s.beaconMinInterval) +
+               states + " " + QString::number(s.changed);
+    }
+};
+
+// The person replaces the edit's text by typing; '\b' is Backspace.
+void Type(QLineEdit* edit, const char* keys) {
     edit->selectAll();
     QTest::keyClick(edit, Qt::Key_Backspace);
     QTest::keyClicks(edit, keys);
@@ -42,157 +70,98 @@ void Type(QLineEdit* edit, const QString& keys) {
 
 class PowerSavePageTest : public QObject {
     Q_OBJECT
-
-    PowerSavePage* page = nullptr;
-    PsSettings* group = nullptr;
-    PsSetHandler* handler = nullptr;
-
   private slots:
-    void init() {
-        page = new PowerSavePage;
-        group = new PsSettings;
-        handler = new PsSetHandler(*group, page);
-    }
-    void cleanup() {
-        delete page; // the handler with it
-        delete group;
-    }
-
+    // Every caption in the order on the page; the page, each box, check box
+    // and edit with its help context.
     void captionsAndHelpContexts() {
-        QStringList texts;
-        for (QLabel* l :
-             {handler->sniffLabel1, handler->sniffLabel2, handler->sniffLabel3,
-              handler->sniffLabel4, handler->sniffLabel5, handler->sniffLabel6,
-              handler->parkModeLabel1, handler->parkModeLabel2, handler->parkModeLabel3})
-            texts << l->text();
-        texts << page->sniffBox->title() << handler->sniffModeEnabled->text()
-              << page->parkBox->title() << handler->parkModeEnabled->text();
-        QCOMPARE(texts.join(" | "),
-                 "Max interval (1-65535): | Min interval (1-65535): | Attempt (1-32767): | "
-                 "Timeout (0-32767): | Time = value * 0.625ms | Time = (2*value-1) * 0.625ms | "
-                 "Beacon max interval (1-65535): | Beacon min interval (1-65535): | Time = value "
-                 "* 0.625ms | Sniff mode | Sniff mode enabled | Park mode | Park mode enabled");
-        QCOMPARE(HelpContext::Of(page, -1), 81);
-        QCOMPARE(HelpContext::Of(handler->sniffModeEnabled, -1), 82);
-        QCOMPARE(HelpContext::Of(handler->sniffTimeout, -1), 82);
-        QCOMPARE(HelpContext::Of(handler->parkModeEnabled, -1), 83);
-        QCOMPARE(HelpContext::Of(handler->parkBeaMin, -1), 83);
-        QCOMPARE(handler->Tab(), static_cast<QWidget*>(page));
+        Rig r;
+        QCOMPARE(r.handler.Tab(), static_cast<QWidget*>(&r.page));
+        QStringList texts = {QString::number(HelpContext::Of(&r.page, -1))};
+        for (QWidget* w : r.page.findChildren<QWidget*>()) {
+            const QString help = " " + QString::number(HelpContext::Of(w, -1));
+            if (auto* box = qobject_cast<QGroupBox*>(w)) texts << box->title() + help;
+            if (auto* check = qobject_cast<QCheckBox*>(w)) texts << check->text() + help;
+            if (auto* label = qobject_cast<QLabel*>(w)) texts << label->text();
+            if (qobject_cast<QLineEdit*>(w)) texts << help;
+        }
+        QCOMPARE(texts.join("|"),
+                 "81|Sniff mode 82|Sniff mode enabled 82|Max interval (1-65535):| 82|Min interval "
+                 "(1-65535):| 82|Time = value * 0.625ms|Attempt (1-32767):| 82|Timeout "
+                 "(0-32767):| 82|Time = (2*value-1) * 0.625ms|Park mode 83|Park mode enabled "
+                 "83|Beacon max interval (1-65535):| 83|Beacon min interval (1-65535):| 83|Time = "
+                 "value * 0.625ms");
     }
 
+    // What the page shows after a read: a mode off greys its edits and shows
+    // them empty, a maximum not known empties them; the edit states follow.
+    // Controls set from code (check boxes and texts alike) leave the group
+    // unchanged: only a person's clicks and typing reach it.
     void showsTheHeldValues() {
-        QCOMPARE(Shown(*handler), "(off) | (off) | (off) | (off) | (off) | (off) EEEEEE");
-        group->sniffEnabled = group->parkEnabled = 1;
-        group->sniffMaxInterval = 800;
-        group->sniffMinInterval = 400;
-        group->sniffAttempt = 4;
-        group->sniffTimeout = 1;
-        group->beaconMaxInterval = 300;
-        group->beaconMinInterval = 200;
-        handler->UpdateControls();
-        QCOMPARE(Shown(*handler), "800 | 400 | 4 | 1 | 300 | 200 NNNNNN");
-        QVERIFY(handler->sniffModeEnabled->isChecked() && handler->parkModeEnabled->isChecked());
-        QVERIFY(handler->sniffLabel6->isEnabled() && handler->parkModeLabel3->isEnabled());
-        // A maximum not known shows the mode's edits empty; a mode off shows them empty and greyed.
-        group->sniffMaxInterval = -1;
-        group->parkEnabled = 0;
-        handler->UpdateControls();
-        QCOMPARE(Shown(*handler), " |  |  |  | (off) | (off) EEEEEE");
-        QVERIFY(!handler->parkModeEnabled->isChecked() && !handler->parkModeLabel1->isEnabled());
-        QVERIFY(handler->sniffLabel1->isEnabled());
-        QCOMPARE(Held(*group), "s1 -1 400 4 1 p0 300 200 changed 0");
+        Rig r;
+        const struct {
+            const char *values, *seen;
+        } rows[] = {
+            {"s1 800 400 4 1 p1 300 200", "on 111111 800 400 4 1 | on 111 300 200 / NNNNNN 0"},
+            {"s1 -1 400 4 1 p0 300 200", "on 111111     | off 000 (off) (off) / EEEEEE 0"},
+            {"s0 800 400 4 1 p1 -1 200",
+             "off 000000 (off) (off) (off) (off) | on 111   / EEEEEE 0"},
+        };
+        for (const auto& row : rows) {
+            r.group.sniffMaxIntEdit = r.group.parkBeaMinEdit = EditText::NotANumber;
+            r.Read(row.values);
+            QCOMPARE(r.Shown() + " / " + r.Held().section(' ', 8), row.seen);
+        }
     }
 
-    void personsClicksAndTyping() {
-        handler->sniffModeEnabled->click();
-        QCOMPARE(Held(*group), "s1 -1 0 0 0 p0 -1 0 changed 1");
-        QCOMPARE(Shown(*handler), " |  |  |  | (off) | (off) EEEEEE");
-        Type(handler->sniffMaxInt, "800");
-        Type(handler->sniffMinInt, "400");
-        Type(handler->sniffAttempt, "4");
-        Type(handler->sniffTimeout, "0");
-        handler->parkModeEnabled->click();
-        Type(handler->parkBeaMax, "300");
-        Type(handler->parkBeaMin, "-");
-        QCOMPARE(Held(*group), "s1 800 400 4 0 p1 300 0 changed 1");
-        QCOMPARE(Shown(*handler), "800 | 400 | 4 | 0 | 300 | - NNNNN?");
-        Failure failure;
-        QCOMPARE(group->Validate(failure), -1);
-        QCOMPARE(failure.description.at(0), "The field \"Beacon min interval\" must have a value "
-                                            "between 1-65535 when park mode is enabled");
-        Type(handler->parkBeaMin, "200");
-        Type(handler->sniffAttempt, "");
-        QCOMPARE(group->Validate(failure), -1);
-        QCOMPARE(failure.description.at(0),
-                 "The field \"Attempt\" must have a value when sniff mode is enabled");
-        QCOMPARE(group->sniffAttempt, 0);
-
-        // Switched off, a mode keeps its values and shows them again when switched on.
-        handler->sniffModeEnabled->click();
-        handler->parkModeEnabled->click();
-        QCOMPARE(Shown(*handler), "(off) | (off) | (off) | (off) | (off) | (off) EEEEEE");
-        QCOMPARE(group->Validate(failure), 1);
-        handler->sniffModeEnabled->click();
-        handler->parkModeEnabled->click();
-        QCOMPARE(Shown(*handler), "800 | 400 | 0 | 0 | 300 | 200 NNNNNN");
-        QCOMPARE(Held(*group), "s1 800 400 0 0 p1 300 200 changed 1");
-
-        // An edit of a mode that is off leaves the mode's values.
-        handler->parkModeEnabled->click();
-        group->changed = 0;
-        handler->parkBeaMax->setText("7");
-        handler->ControlChanged(handler->parkBeaMax);
-        QCOMPARE(Held(*group), "s1 800 400 0 0 p0 300 200 changed 1");
+    // A text not a number counts as 0; a mode switched off keeps its values
+    // and shows them again when switched on.
+    void personsClicksAndTypingReachTheGroup() {
+        Rig r;
+        r.Read("s1 11 12 13 14 p1 21 22");
+        const char* const typed[] = {"800", "400", "4", "1", "300", "-"};
+        for (int i = 0; i < 6; ++i)
+            Type(r.edits[i], typed[i]);
+        QCOMPARE(r.Held(), "s1 800 400 4 1 p1 300 0 NNNNN? 1");
+        Type(r.handler.sniffAttempt, "");
+        QCOMPARE(r.Held(), "s1 800 400 0 1 p1 300 0 NNENN? 1");
+        const struct {
+            QCheckBox* box;
+            const char* seen;
+        } clicks[] = {
+            {r.handler.sniffModeEnabled, "s0 800 400 0 1 p1 300 0 EEEENN 1 / off 000000 (off) "
+                                         "(off) (off) (off) | on 111 300 0"},
+            {r.handler.parkModeEnabled, "s0 800 400 0 1 p0 300 0 EEEEEE 1 / off 000000 (off) (off) "
+                                        "(off) (off) | off 000 (off) (off)"},
+            {r.handler.sniffModeEnabled,
+             "s1 800 400 0 1 p0 300 0 NNNNEE 1 / on 111111 800 400 0 1 | off 000 (off) (off)"},
+        };
+        for (const auto& click : clicks) {
+            click.box->click();
+            QCOMPARE(r.Held() + " / " + r.Shown(), click.seen);
+        }
     }
 
-    void controlsSetFromCodeLeaveTheGroup() {
-        handler->sniffModeEnabled->setChecked(true);
-        handler->parkModeEnabled->setChecked(true);
-        handler->sniffMaxInt->setText("9");
-        handler->parkBeaMin->setText("5");
-        QCOMPARE(Held(*group), "s0 -1 0 0 0 p0 -1 0 changed 0");
-    }
-
-    // '\b' is Backspace.
-    void keyFilter_data() {
-        QTest::addColumn<QString>("before");
-        QTest::addColumn<QString>("keys");
-        QTest::addColumn<QString>("shown");
-        QTest::newRow("digits and minus") << ""
-                                          << "1a-2 .+x3"
-                                          << "1-23";
-        QTest::newRow("five at most") << ""
-                                      << "1234567"
-                                      << "12345";
-        QTest::newRow("full takes backspace") << ""
-                                              << "12345\b6\b\b-"
-                                              << "123-";
-        QTest::newRow("full drops all else") << "65535"
-                                             << "x-9"
-                                             << "65535";
-        QTest::newRow("longer shown value") << "1234567"
-                                            << "\b\b8"
-                                            << "12345";
-    }
+    // Digits, '-' and Backspace ('\b') only; an edit of five characters or more
+    // takes only Backspace. Keys that type nothing are the edit's own.
     void keyFilter() {
-        QFETCH(QString, before);
-        QFETCH(QString, keys);
-        QFETCH(QString, shown);
-        group->sniffEnabled = group->parkEnabled = 1;
-        handler->UpdateControls();
-        for (QLineEdit* edit : {handler->sniffMaxInt, handler->parkBeaMin}) {
-            edit->setText(before);
-            edit->end(false);
-            for (const QChar key : keys)
-                if (key == '\b')
-                    QTest::keyClick(edit, Qt::Key_Backspace);
-                else
-                    QTest::keyClicks(edit, QString(key));
-            QCOMPARE(edit->text(), shown);
-            // Keys that type nothing are the edit's own.
-            QTest::keyClick(edit, Qt::Key_Home);
-            QTest::keyClick(edit, Qt::Key_Delete);
-            QCOMPARE(edit->text(), shown.mid(1));
+        const struct {
+            const char *before, *keys, *shown;
+        } rows[] = {
+            {"", "1a-2 .+x3", "1-23"}, {"", "1234567", "12345"},      {"", "12345\b6\b\b-", "123-"},
+            {"65535", "x-9", "65535"}, {"1234567", "\b\b8", "12345"},
+        };
+        Rig r;
+        r.Read("s1 800 400 4 1 p1 300 200");
+        for (const auto& row : rows) {
+            for (QLineEdit* edit : {r.handler.sniffMaxInt, r.handler.parkBeaMin}) {
+                edit->setText(row.before);
+                edit->end(false);
+                QTest::keyClicks(edit, row.keys);
+                QCOMPARE(edit->text(), row.shown);
+                QTest::keyClick(edit, Qt::Key_Home);
+                QTest::keyClick(edit, Qt::Key_Delete);
+                QCOMPARE(edit->text(), QString(row.shown).mid(1));
+            }
         }
     }
 };

@@ -16,71 +16,49 @@ std::string Text(const std::vector<std::string>& items, int item) {
     return item >= 0 ? items.at(std::size_t(item)) : kUnknown;
 }
 
-// The three boxes as a person reads them.
-std::string Shown(uint32_t cod) {
-    return Text(ServiceItems(), ServiceItem(cod)) + " | " + Text(MajorItems(), MajorItem(cod)) +
-           " | " + Text(MinorItems(MajorNumber(cod)), MinorItem(cod));
-}
-
-TEST(OtherClassOfDevice, DecodesEveryMajorClassIntoItsLists) {
-    const struct {
-        uint32_t cod;
-        const char* shown;
-    } cases[] = {
-        {0x001F00, "Miscellaneous | Uncategorized | -"},
-        {0x00E000, "Miscellaneous | Miscellaneous | -"}, // bits 13 to 15 are not shown
-        {0x000004, "Miscellaneous | Miscellaneous | Unknown"},
-        {0x01010C, "Positioning (Location identification) | Computer | Laptop"},
-        {0x020118, "Networking (LAN, Ad hoc, ...) | Computer | Wearable computer (Watch sized)"},
-        {0x040214, "Rendering (Printing, Speaker, ...)  | Phone | Common ISDN Access"},
-        {0x080218, "Capturing (Scanner, Microphone, ...) | Phone | Unknown"},
-        {0x10039C,
-         "Object Transfer (v-Inbox, ...) | LAN /Network Access point | 50 - 67% utilized"},
-        {0x2003E0,
-         "Audio (Speaker, Microphone, ...) | LAN /Network Access point | No service available"},
-        {0x400408, "Telephony (Cordless, Modem, ...) | Audio/Video | Hands-free"},
-        {0x800410, "Information (WEB-server, ...) | Audio/Video | Microphone"},
-        {0x000440, "Miscellaneous | Audio/Video | Video Conferencing"},
-        {0x000448, "Miscellaneous | Audio/Video | Gaming/Toy"},
-        {0x00040C, "Miscellaneous | Audio/Video | Unknown"},  // 3 is reserved
-        {0x000444, "Miscellaneous | Audio/Video | Unknown"},  // 17 is reserved
-        {0x00057C, "Miscellaneous | Peripheral  | Keyboard"}, // lower bits ignored
-        {0x00053C, "Miscellaneous | Peripheral  | Unknown"},
-        {0x000680, "Miscellaneous | Imaging | Printer"},
-        {0x000630, "Miscellaneous | Imaging | Unknown"}, // two bits
-        {0x030700, "Unknown | Unknown | Unknown"},
-        {0xFF0000, "Unknown | Miscellaneous | -"},
+// Each class as its three boxes show it, and what a person gets by choosing
+// those items again over a class with every bit set (a box showing Unknown has
+// no item to choose and keeps its bits).
+TEST(OtherClassOfDevice, ShownItemsAndChosenItemsAgreeForEveryMajorClass) {
+    const std::tuple<uint32_t, const char*, uint32_t> cases[] = {
+        {0x001F00, "Miscellaneous | Uncategorized | -", 0x001F00},
+        {0x00E000, "Miscellaneous | Miscellaneous | -", 0x000000}, // bits 13 to 15 not shown
+        {0x01010C, "Positioning (Location identification) | Computer | Laptop", 0x01010C},
+        {0x040214, "Rendering (Printing, Speaker, ...)  | Phone | Common ISDN Access", 0x040214},
+        {0x00039C, "Miscellaneous | LAN /Network Access point | 50 - 67% utilized", 0x000380},
+        {0x400408, "Telephony (Cordless, Modem, ...) | Audio/Video | Hands-free", 0x400408},
+        {0x800410, "Information (WEB-server, ...) | Audio/Video | Microphone", 0x800410},
+        {0x200448, "Audio (Speaker, Microphone, ...) | Audio/Video | Gaming/Toy", 0x200448},
+        {0x00040C, "Miscellaneous | Audio/Video | Unknown", 0x0004FF},  // 3 is reserved
+        {0x000444, "Miscellaneous | Audio/Video | Unknown", 0x0004FF},  // 17 is reserved
+        {0x00057C, "Miscellaneous | Peripheral  | Keyboard", 0x000540}, // lower bits ignored
+        {0x100680, "Object Transfer (v-Inbox, ...) | Imaging | Printer", 0x100680},
+        {0x000630, "Miscellaneous | Imaging | Unknown", 0x0006FF}, // two bits
+        {0x030700, "Unknown | Unknown | Unknown", 0xFFFFFF},
+        {0xFF0000, "Unknown | Miscellaneous | -", 0xFFE000},
     };
-    for (const auto& c : cases)
-        EXPECT_EQ(Shown(c.cod), c.shown) << std::hex << c.cod;
-    EXPECT_TRUE(MinorItems(7).empty());
-}
-
-TEST(OtherClassOfDevice, EachBoxChangesOnlyItsOwnBits) {
-    EXPECT_EQ(WithService(0x03E10F, 0), 0x00010Fu); // bits 13 to 23 cleared
-    EXPECT_EQ(WithService(0x03E10F, 1), 0x01010Fu);
-    EXPECT_EQ(WithService(0x00010F, 8), 0x80010Fu);
-    // A new major class keeps the minor bits, shown in its own list.
-    EXPECT_EQ(WithMajor(0x20010F, 2), 0x20020Fu);
-    EXPECT_EQ(Shown(WithMajor(0x00010C, 2)), "Miscellaneous | Phone | Smart phone");
-    EXPECT_EQ(WithMajor(0x00010C, 7), 0x001F0Cu);
-    const struct {
-        uint32_t cod;
-        int item;
-        uint32_t result;
-    } minors[] = {
-        {0x400003, 0, 0x400000},  {0x00E1FF, 6, 0x00E118},  {0x000203, 5, 0x000214},
-        {0x000300, 5, 0x0003A0},  {0x000400, 2, 0x000408},  {0x000400, 3, 0x000410},
-        {0x000400, 15, 0x000440}, {0x000400, 16, 0x000448}, {0x0005FF, 0, 0x000540},
-        {0x000500, 2, 0x0005C0},  {0x000600, 0, 0x000610},  {0x000600, 2, 0x000640},
-        {0x000600, 3, 0x000680},  {0x001FFF, 0, 0x001F00},  {0x000700, 0, 0x000700},
-    };
-    for (const auto& m : minors)
-        EXPECT_EQ(WithMinor(m.cod, m.item), m.result) << std::hex << m.cod << " " << m.item;
+    for (const auto& [cod, shown, chosen] : cases) {
+        const int s = ServiceItem(cod), major = MajorItem(cod), minor = MinorItem(cod);
+        EXPECT_EQ(Text(ServiceItems(), s) + " | " + Text(MajorItems(), major) + " | " +
+                      Text(MinorItems(MajorNumber(cod)), minor),
+                  shown);
+        EXPECT_EQ(WithMinor(WithMajor(WithService(0xFFFFFF, s), major), minor), chosen) << shown;
+    }
     // Every item of every list comes back as itself.
     for (uint32_t major : {0u, 1u, 2u, 3u, 4u, 5u, 6u, 31u})
         for (int item = 0; item < int(MinorItems(major).size()); ++item)
             EXPECT_EQ(MinorItem(WithMinor(major << 8, item)), item) << major << " " << item;
+}
+
+// What the group holds: emulation, type, class, throughput, link time-out on and
+// its value, mode, latency, the latency edit.
+std::string Values(const OtherSettings& s) {
+    const char* edits[] = {"number", "empty", "nan"};
+    char v[96];
+    std::snprintf(v, sizeof v, "%d %d %x %d %d %d %d %d %s", s.emulationEnabled, s.emulationType,
+                  s.classOfDevice, s.throughputOptimised, s.linkTimeoutEnabled, s.linkTimeout,
+                  s.qosMode, s.qosLatency, edits[int(s.latencyEdit)]);
+    return v;
 }
 
 // A communication failure with the help context the page lists.
@@ -89,99 +67,56 @@ std::string CommSeen(bool write, unsigned code, int help, const std::string& rea
     return seen.replace(seen.find("help 0"), 6, "help " + std::to_string(help));
 }
 
-std::string Values(const OtherSettings& s) {
-    std::ostringstream v;
-    v << int(s.emulationEnabled) << ' ' << s.emulationType << ' ' << std::hex << s.classOfDevice
-      << std::dec << ' ' << int(s.throughputOptimised) << ' ' << int(s.linkTimeoutEnabled) << ' '
-      << s.linkTimeout << ' ' << s.qosMode << ' ' << s.qosLatency << ' '
-      << (s.latencyEdit == EditText::Number  ? "number"
-          : s.latencyEdit == EditText::Empty ? "empty"
-                                             : "nan");
-    return v.str();
-}
-
-// A read with both features or none: "frames / steps / values / failure".
-std::string Read(const std::vector<std::string>& args, bool features) {
+// Reads a module with both features, lets `edit` act as a person would and
+// writes the group back: "frames read / values / frames written / values /
+// steps / failure".
+std::string ReadAndWrite(
+    const std::vector<std::string>& args, void (*edit)(OtherSettings&) = [](OtherSettings&) {}) {
     DeviceRig rig(args);
     OtherSettings s;
     rig.Attach(s);
-    s.emulationSupported = s.qosSupported = features;
+    s.emulationSupported = s.qosSupported = 1;
     Failure failure;
-    const int result = s.ReadFromDevice(failure);
-    return rig.Heard() + " / " + rig.progress.calls + " / " + Values(s) +
-           (result == 1 ? "" : " / " + Seen(failure));
+    int result = s.ReadFromDevice(failure);
+    std::string seen = rig.Heard() + " / " + Values(s);
+    const std::size_t read = rig.Heard().size();
+    if (result == 1) {
+        edit(s);
+        result = s.WriteToDevice(failure);
+        seen += " /" + rig.Heard().substr(read + 1) + " / " + Values(s);
+    }
+    return seen + " / " + rig.progress.calls + (result == 1 ? "" : " / " + Seen(failure));
 }
 
-TEST(OtherDevice, ReadTakesEachAnswerInItsOrder) {
+TEST(OtherDevice, ReadAndWriteCarryEachFieldOrStopWithItsNumberAndHelp) {
+    const std::string reads = "c0 00, cc 00, d6 00, c2 00, da 00 / ";
     const std::string state = StateFile("performance 1\nclass_of_device 7e 5a 02 0c\nemulation 2\n"
                                         "link_timeout 4003\nqos 1 00 0f 42 3f\n");
-    const std::string all = "c0 00, cc 00, d6 00, c2 00, da 00";
-    EXPECT_EQ(Read({"--state", state}, true),
-              all + " / sssss / 1 2 5a020c 1 1 4003 1 999999 number");
-    EXPECT_EQ(Read({"--state", state}, false),
-              "c0 00, cc 00, c2 00 / sss / 0 0 5a020c 1 1 4003 0 0 empty");
-    // A time-out of 0 is off and keeps the held one; a latency of 0 shows nothing.
-    EXPECT_EQ(Read({"--state", StateFile("performance 2\nclass_of_device 00 00 02 04\n"
-                                         "link_timeout 0\nqos 2 00 00 00 00\n")},
-                   true),
-              all + " / sssss / 0 0 204 0 0 19200 2 0 empty");
-    // A failure keeps what came before it.
-    EXPECT_EQ(Read({"--state", state, "--fault", "status:0xd6=255"}, true),
-              "c0 00, cc 00, d6 00 / ss / 0 0 5a020c 1 0 19200 0 0 empty / " +
+    EXPECT_EQ(ReadAndWrite({"--state", state}),
+              reads +
+                  "1 2 5a020c 1 1 4003 1 999999 number / c1 01 01, cd 04 00 5a 02 0c, d7 01 02, "
+                  "c3 02 0f a3, db 05 01 00 0f 42 3f / 1 2 5a020c 1 1 4003 1 999999 number / "
+                  "ssssssrsrsrsrsr");
+    // A time-out of 0 is off and keeps the one held, but goes out as 0 and is
+    // given up; emulation off goes out as 0 whatever the type; mode 0 sends no
+    // latency.
+    EXPECT_EQ(
+        ReadAndWrite({"--state", StateFile("performance 2\nclass_of_device 00 00 02 04\n"
+                                           "emulation 0\nlink_timeout 0\nqos 0 00 0f 42 3f\n")},
+                     [](OtherSettings& s) { s.emulationType = 2; }),
+        reads + "0 0 204 0 0 19200 0 999999 number / c1 01 02, cd 04 00 00 02 04, d7 01 00, "
+                "c3 02 00 00, db 05 00 00 00 00 00 / 0 2 204 0 0 0 0 999999 number / "
+                "ssssssrsrsrsrsr");
+    // A failed read keeps what came before it.
+    EXPECT_EQ(ReadAndWrite({"--state", state, "--fault", "status:0xd6=255"}),
+              "c0 00, cc 00, d6 00 / 0 0 5a020c 1 0 19200 0 0 empty / ss / " +
                   CommSeen(false, 0x1d6, 454, "Status error - Command error"));
-    EXPECT_EQ(Read({"--state", state, "--fault", "silent:0xda"}, true),
-              all + " / ssss / 1 2 5a020c 1 1 4003 0 0 empty / " +
-                  CommSeen(false, 0x1da, 474, "Communication timeout"));
-}
-
-// Writes distinct values with these switches: "frames / steps / failure".
-std::string Write(const std::vector<std::string>& args, bool features, int emulation, int type,
-                  int qosMode) {
-    DeviceRig rig(args);
-    OtherSettings s;
-    rig.Attach(s);
-    s.emulationSupported = s.qosSupported = features;
-    s.throughputOptimised = 1;
-    s.classOfDevice = 0x5a020c;
-    s.emulationEnabled = uint8_t(emulation);
-    s.emulationType = type;
-    s.linkTimeoutEnabled = 1;
-    s.linkTimeout = 4003;
-    s.qosMode = qosMode;
-    s.qosLatency = 999999;
-    Failure failure;
-    const int result = s.WriteToDevice(failure);
-    return rig.Heard() + " / " + rig.progress.calls + (result == 1 ? "" : " / " + Seen(failure));
-}
-
-TEST(OtherDevice, WriteSendsEachSettingOrStopsWithItsNumberAndHelp) {
-    const std::string first = "c1 01 01, cd 04 00 5a 02 0c";
-    EXPECT_EQ(Write({}, true, 1, 2, 1),
-              first + ", d7 01 02, c3 02 0f a3, db 05 01 00 0f 42 3f / srsrsrsrsr");
-    EXPECT_EQ(Write({}, false, 1, 2, 1), first + ", c3 02 0f a3 / srsrsr");
-    // Off is 0 whatever the type, on without a type is 0 too; mode 0 has no latency.
-    EXPECT_EQ(Write({}, true, 0, 2, 0),
-              first + ", d7 01 00, c3 02 0f a3, db 05 00 00 00 00 00 / srsrsrsrsr");
-    EXPECT_EQ(Write({}, true, 1, 0, 2),
-              first + ", d7 01 00, c3 02 0f a3, db 05 02 00 0f 42 3f / srsrsrsrsr");
-    EXPECT_EQ(Write({"--fault", "status:0xcd=253"}, true, 1, 2, 1),
-              first + " / sr / " +
-                  CommSeen(true, 0x2cd, 717, "Status error - Command invalid parameter"));
     // A type above 2 from the module is refused before it is sent.
-    EXPECT_EQ(Write({}, true, 1, 3, 1),
-              first + " / srsr / " + CommSeen(true, 0x2d7, 727, "Bad parameter"));
-    EXPECT_EQ(Write({"--fault", "opcode:0xdb=0xda"}, true, 1, 2, 1),
-              first + ", d7 01 02, c3 02 0f a3, db 05 01 00 0f 42 3f / srsrsrsr / " +
-                  CommSeen(true, 0x2db, 731, "Got invalid response"));
-
-    // Switched off, the time-out goes out as 0 and is forgotten; latency sends 2.
-    DeviceRig rig({});
-    OtherSettings s;
-    rig.Attach(s);
-    Failure failure;
-    EXPECT_EQ(s.WriteToDevice(failure), 1);
-    EXPECT_EQ(rig.Heard(), "c1 01 02, cd 04 00 00 1f 00, c3 02 00 00");
-    EXPECT_EQ(s.linkTimeout, 0);
+    EXPECT_EQ(ReadAndWrite({"--state", StateFile("emulation 3\n")}),
+              reads +
+                  "1 3 1f00 1 1 32000 0 0 empty / c1 01 01, cd 04 00 00 1f 00 / "
+                  "1 3 1f00 1 1 32000 0 0 empty / ssssssrsr / " +
+                  CommSeen(true, 0x2d7, 727, "Bad parameter"));
 }
 
 TEST(OtherValidate, LatencyIsCheckedOnlyWithTheFeatureAndAModeOn) {
@@ -189,33 +124,24 @@ TEST(OtherValidate, LatencyIsCheckedOnlyWithTheFeatureAndAModeOn) {
                              "latency | The field \"Latency\" ";
     const std::string notNumber = rule + "does not contain a valid integer value";
     const std::string range = rule + "must be an integer between 1 - 1000000";
-    const struct {
-        bool feature;
-        int mode;
-        EditText edit;
-        int latency;
-        std::string seen;
-    } cases[] = {
+    const std::tuple<bool, int, EditText, int, std::string> cases[] = {
         {false, 1, EditText::Empty, 0, ""},
         {true, 0, EditText::NotANumber, 0, ""},
-        {true, 1, EditText::Empty, 500, notNumber},
         {true, 2, EditText::NotANumber, 500, notNumber},
         {true, 1, EditText::Number, -1, notNumber}, // -1 is what a failed conversion gives
         {true, 1, EditText::Number, 0, range},
-        {true, 3, EditText::Number, -5, range},
         {true, 1, EditText::Number, 1, ""},
         {true, 2, EditText::Number, 1000000, ""},
-        {true, 2, EditText::Number, 1000001, range},
+        {true, 3, EditText::Number, 1000001, range},
     };
-    for (const auto& c : cases) {
+    for (const auto& [feature, mode, edit, latency, seen] : cases) {
         OtherSettings s;
-        s.qosSupported = c.feature;
-        s.qosMode = c.mode;
-        s.latencyEdit = c.edit;
-        s.qosLatency = c.latency;
+        s.qosSupported = feature;
+        s.qosMode = mode;
+        s.latencyEdit = edit;
+        s.qosLatency = latency;
         Failure failure;
-        EXPECT_EQ(s.Validate(failure), c.seen.empty() ? 1 : -1) << c.mode << " " << c.latency;
-        EXPECT_EQ(c.seen.empty() ? "" : Seen(failure), c.seen);
+        EXPECT_EQ(s.Validate(failure) == 1 ? "" : Seen(failure), seen) << mode << " " << latency;
     }
 }
 
@@ -233,63 +159,48 @@ TEST(OtherFile, SectionFollowsTheHeldValues) {
                           "Performance optimazation: Latency\nLink timeout enabled: No\n");
     s.qosSupported = s.emulationEnabled = s.throughputOptimised = s.linkTimeoutEnabled = 1;
     s.classOfDevice = 0x5a020c;
-    s.linkTimeout = 4003;
     s.qosLatency = 999999;
     const std::string middle = "Class of device: 5898764\nPerformance optimazation: Throughput\n"
-                               "Link timeout enabled: Yes\nLink timeout value: 4003\n";
-    const struct {
-        int type, mode;
-        const char *typeLine, *qosLines;
-    } cases[] = {
-        {1, 1, "Emulate serial type: DTE\n",
-         "Quality of service mode: Best effort\nQuality of service latency: 999999\n"},
-        {2, 2, "Emulate serial type: DCE\n",
-         "Quality of service mode: Guaranteed\nQuality of service latency: 999999\n"},
-        {0, 0, "Emulate serial type: DCE\n", "Quality of service mode: Disabled\n"},
-        {3, 3, "", ""}, // outside the tables: no line
+                               "Link timeout enabled: Yes\nLink timeout value: 19200\n";
+    const std::tuple<int, int, int, std::string> cases[] = {
+        {1, 1, 1,
+         "Emulate serial type: DTE\n" + middle +
+             "Quality of service mode: Best effort\nQuality of service latency: 999999\n"},
+        {0, 0, 1, "Emulate serial type: DCE\n" + middle + "Quality of service mode: Disabled\n"},
+        {3, 3, 1, middle},                                // outside the tables: no line
+        {2, 2, 0, "Emulate serial type: DCE\n" + middle}, // emulation needs no feature
     };
-    for (const auto& c : cases) {
-        s.emulationType = c.type;
-        s.qosMode = c.mode;
-        EXPECT_EQ(Section(s), "# Other settings\nEmulate serial handshake: Yes\n" +
-                                  std::string(c.typeLine) + middle + c.qosLines);
+    for (const auto& [type, mode, feature, lines] : cases) {
+        s.emulationType = type;
+        s.qosMode = mode;
+        s.qosSupported = uint8_t(feature);
+        EXPECT_EQ(Section(s), "# Other settings\nEmulate serial handshake: Yes\n" + lines);
     }
-    // Emulation lines stand without the feature; quality of service needs it.
-    s.qosSupported = 0;
-    s.emulationType = 2;
-    EXPECT_EQ(Section(s),
-              "# Other settings\nEmulate serial handshake: Yes\nEmulate serial type: DCE\n" +
-                  middle);
 }
 
 TEST(OtherFile, LoadTakesKnownWordsAndNumbersInRange) {
-    const struct {
-        std::string file, values;
-        int taken;
-    } cases[] = {
-        {"", "0 0 1f00 0 0 19200 0 0 nan", 0},
+    const std::tuple<std::string, int, std::string> cases[] = {
         {"Emulate serial handshake: Yes\r\nEmulate serial type: DCE\r\nClass of device: "
          "5898764\r\nPerformance optimazation: Throughput\r\nLink timeout enabled: Yes\r\n"
          "Link timeout value: 65535\r\nQuality of service mode: Guaranteed\r\n"
          "Quality of service latency: 1000000\r\n",
-         "1 2 5a020c 1 1 65535 2 1000000 number", 8},
+         8, "1 2 5a020c 1 1 65535 2 1000000 number"},
         {"Emulate serial handshake: yes\nEmulate serial type: dte\nClass of device: 12x\n"
          "Performance optimazation: latency\nLink timeout enabled: YES\nLink timeout value: 0\n"
          "Quality of service mode: Best Effort\nQuality of service latency: -1\n",
-         "0 0 1f00 0 0 19200 0 0 nan", 0},
+         0, "0 0 1f00 0 0 19200 0 0 nan"},
         {"Emulate serial type: DTE\nClass of device: 16777216\nLink timeout value: 1\n"
          "Quality of service mode: Best effort\nQuality of service latency: 0\n",
-         "0 1 0 0 0 1 1 0 empty", 5},
+         5, "0 1 0 0 0 1 1 0 empty"},
         {"Class of device: -2\nLink timeout value: 65536\nQuality of service latency: -5\n"
          "Performance optimazation: Latency\n",
-         "0 0 fffffe 0 0 19200 0 -5 number", 3},
+         3, "0 0 fffffe 0 0 19200 0 -5 number"},
     };
-    for (const auto& c : cases) {
+    for (const auto& [file, taken, values] : cases) {
         OtherSettings s;
         s.latencyEdit = EditText::NotANumber; // kept unless a latency is taken
-        EXPECT_EQ(s.LoadFromFile(c.file, nullptr), c.taken) << c.file;
-        EXPECT_EQ(Values(s), c.values) << c.file;
-        EXPECT_EQ(s.changed, c.taken > 0 ? 1 : 0);
+        EXPECT_EQ(s.LoadFromFile(file, nullptr), taken) << file;
+        EXPECT_EQ(Values(s) + " " + std::to_string(s.changed), values + (taken ? " 1" : " 0"));
     }
 }
 
