@@ -33,7 +33,8 @@ TEST(OtherClassOfDevice, ShownItemsAndChosenItemsAgreeForEveryMajorClass) {
         {0x000444, "Miscellaneous | Audio/Video | Unknown", 0x0004FF},  // 17 is reserved
         {0x00057C, "Miscellaneous | Peripheral  | Keyboard", 0x000540}, // lower bits ignored
         {0x100680, "Object Transfer (v-Inbox, ...) | Imaging | Printer", 0x100680},
-        {0x000630, "Miscellaneous | Imaging | Unknown", 0x0006FF}, // two bits
+        // Imaging takes one bit only.
+        {0x080630, "Capturing (Scanner, Microphone, ...) | Imaging | Unknown", 0x0806FF},
         {0x030700, "Unknown | Unknown | Unknown", 0xFFFFFF},
         {0xFF0000, "Unknown | Miscellaneous | -", 0xFFE000},
     };
