@@ -50,21 +50,23 @@ TEST(ScoDevice, EveryFieldTravelsInItsPlaceAndAFailureStopsWithTheNumberOfItsCom
     } cases[] = {
         {false, "", "", kReads, "sssss", 0, "1 96 15 9 7 3"},
         {false, "", "status:0xf0=255", "f0 00", "", 0x1f0, "0 0 0 0 0 0"},
-        {false, "", "status:0xf2=255", "f0 00, f2 00", "s", 0x1f0},
-        {false, "", "status:0xf3=255", "f0 00, f2 00, f3 00", "ss", 0x1f4},
-        {false, "", "status:0xf5=255", "f0 00, f2 00, f3 00, f5 00", "sss", 0x1f5},
+        {false, "", "status:0xf2=255", "f0 00, f2 00", "s", 0x1f0, nullptr},
+        {false, "", "status:0xf3=255", "f0 00, f2 00, f3 00", "ss", 0x1f4, nullptr},
+        {false, "", "status:0xf5=255", "f0 00, f2 00, f3 00, f5 00", "sss", 0x1f5, nullptr},
         {false, "", "status:0xf6=255", kReads, "ssss", 0x1f6, "1 96 15 9 7 0"},
-        {true, "1 64 15 12 7 5", "", "f1 03 01 00 40, f4 02 00 0c, f7 02 00 05", "srsrsr"},
+        {true, "1 64 15 12 7 5", "", "f1 03 01 00 40, f4 02 00 0c, f7 02 00 05", "srsrsr", 0,
+         nullptr},
         // Switched off, no packet type goes out although one is held; no gain
         // goes out that the module has no control for.
-        {true, "0 128 0 12 7 5", "", "f1 03 00 00 00, f7 02 00 05", "srsr"},
-        {true, "1 256 15 12 0 5", "", "f1 03 01 01 00, f4 02 00 0c", "srsr"},
+        {true, "0 128 0 12 7 5", "", "f1 03 00 00 00, f7 02 00 05", "srsr", 0, nullptr},
+        {true, "1 256 15 12 0 5", "", "f1 03 01 01 00, f4 02 00 0c", "srsr", 0, nullptr},
         // A packet type outside the list passes the group's check (it has none)
         // and is refused before anything is sent.
-        {true, "1 96 15 12 7 5", "", "", "", 0x2f1},
-        {true, off, "status:0xf1=255", "f1 03 00 00 00", "", 0x2f1},
-        {true, off, "status:0xf4=255", "f1 03 00 00 00, f4 02 00 0c", "sr", 0x2f4},
-        {true, off, "status:0xf7=255", "f1 03 00 00 00, f4 02 00 0c, f7 02 00 05", "srsr", 0x2f7},
+        {true, "1 96 15 12 7 5", "", "", "", 0x2f1, nullptr},
+        {true, off, "status:0xf1=255", "f1 03 00 00 00", "", 0x2f1, nullptr},
+        {true, off, "status:0xf4=255", "f1 03 00 00 00, f4 02 00 0c", "sr", 0x2f4, nullptr},
+        {true, off, "status:0xf7=255", "f1 03 00 00 00, f4 02 00 0c, f7 02 00 05", "srsr", 0x2f7,
+         nullptr},
     };
     for (const auto& c : cases) {
         std::vector<std::string> args{"--state", state};
@@ -78,7 +80,9 @@ TEST(ScoDevice, EveryFieldTravelsInItsPlaceAndAFailureStopsWithTheNumberOfItsCom
         EXPECT_EQ(s.Validate(failure), 1);
         const int done = c.write ? s.WriteToDevice(failure) : s.ReadFromDevice(failure);
         EXPECT_EQ(rig.Heard() + " / " + rig.progress.calls, c.heard + " / " + c.progress);
-        if (c.after) EXPECT_EQ(Values(s), c.after);
+        if (c.after) {
+            EXPECT_EQ(Values(s), c.after);
+        }
         const char* reason = c.fault.empty() ? "Bad parameter" : "Status error - Command error";
         EXPECT_EQ(done == 1 ? "" : Seen(failure), c.code ? CommSeen(c.write, c.code, reason) : "");
     }
