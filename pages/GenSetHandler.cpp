@@ -8,7 +8,7 @@
 using TextEdit::FromBytes;
 
 GenSetHandler::GenSetHandler(GenSettings& group, GeneralPage* page)
-    : SettingsPage(page), group(group), tab(page) {
+    : SettingsPage(page), group(group) {
     prodID = page->prodID;
     hwVer = page->hwVer;
     swVer = page->swVer;
@@ -21,10 +21,6 @@ GenSetHandler::GenSetHandler(GenSettings& group, GeneralPage* page)
         // Only what a person types reaches the group, never a refresh.
         connect(edit, &QLineEdit::textEdited, this, [this, edit] { ControlChanged(edit); });
     }
-}
-
-QWidget* GenSetHandler::Tab() {
-    return tab;
 }
 
 void GenSetHandler::UpdateControls() {

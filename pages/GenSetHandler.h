@@ -26,11 +26,7 @@ class GenSetHandler : public SettingsPage {
     QLineEdit* genServName = nullptr;   // MaxLength 17, help context 23
 
     SettingsGroup& Group() override { return group; }
-    QWidget* Tab() override;
     void UpdateControls() override;
     // A person edited one of the names.
     void ControlChanged(QObject* control);
-
-  private:
-    QWidget* tab;
 };

@@ -42,7 +42,7 @@ QString ClassText(uint32_t cod) {
 } // namespace
 
 OtherSetHandler::OtherSetHandler(OtherSettings& group, OtherPage* page)
-    : SettingsPage(page), group(group), tab(page) {
+    : SettingsPage(page), group(group) {
     optTp = page->optTp;
     optLa = page->optLa;
     codMajorService = page->codMajorService;
@@ -83,10 +83,6 @@ OtherSetHandler::OtherSetHandler(OtherSettings& group, OtherPage* page)
         QRegularExpression(QStringLiteral("[0-9a-fA-F]{0,8}")), codValueBox));
 
     UpdateControls();
-}
-
-QWidget* OtherSetHandler::Tab() {
-    return tab;
 }
 
 void OtherSetHandler::ShowClass(bool valueEdit) {

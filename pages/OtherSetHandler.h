@@ -49,7 +49,6 @@ class OtherSetHandler : public SettingsPage {
     QLabel* labelQosLatency = nullptr;
 
     SettingsGroup& Group() override { return group; }
-    QWidget* Tab() override;
     void UpdateControls() override;
     // A person changed one of the page's controls.
     void ControlChanged(QObject* control);
@@ -62,6 +61,4 @@ class OtherSetHandler : public SettingsPage {
   private:
     // The class in the value edit (when typed in) and in the three boxes.
     void ShowClass(bool valueEdit);
-
-    QWidget* tab;
 };

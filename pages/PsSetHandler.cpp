@@ -21,7 +21,7 @@ void Show(QLineEdit* edit, bool shown, int32_t value) {
 } // namespace
 
 PsSetHandler::PsSetHandler(PsSettings& group, PowerSavePage* page)
-    : SettingsPage(page), group(group), tab(page) {
+    : SettingsPage(page), group(group) {
     sniffModeEnabled = page->sniffModeEnabled;
     sniffLabel1 = page->sniffLabel1;
     sniffLabel2 = page->sniffLabel2;
@@ -52,10 +52,6 @@ PsSetHandler::PsSetHandler(PsSettings& group, PowerSavePage* page)
             new QRegularExpressionValidator(QRegularExpression(QStringLiteral("[0-9-]*")), edit));
     }
     UpdateControls();
-}
-
-QWidget* PsSetHandler::Tab() {
-    return tab;
 }
 
 void PsSetHandler::UpdateControls() {

@@ -37,7 +37,6 @@ class PsSetHandler : public SettingsPage {
     QLineEdit* parkBeaMin = nullptr;       // 83
 
     SettingsGroup& Group() override { return group; }
-    QWidget* Tab() override;
     void UpdateControls() override;
     // A person changed one of the page's controls.
     void ControlChanged(QObject* control);
@@ -46,7 +45,4 @@ class PsSetHandler : public SettingsPage {
     // The key filter of the six edits: digits, backspace and "-"; an edit that
     // already holds five characters takes nothing but backspace, with a beep.
     bool eventFilter(QObject* watched, QEvent* event) override;
-
-  private:
-    QWidget* tab;
 };

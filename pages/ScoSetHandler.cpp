@@ -8,7 +8,7 @@
 #include <QSlider>
 
 ScoSetHandler::ScoSetHandler(ScoSettings& group, AudioPage* page)
-    : SettingsPage(page), group(group), tab(page) {
+    : SettingsPage(page), group(group) {
     checkEnableSCO = page->checkEnableSCO;
     labelSCOPacketType = page->labelSCOPacketType;
     comboSCOPacketType = page->comboSCOPacketType;
@@ -31,10 +31,6 @@ ScoSetHandler::ScoSetHandler(ScoSettings& group, AudioPage* page)
     for (QSlider* track : {trackInputGain, trackOutputGain})
         connect(track, &QSlider::actionTriggered, this, [this, track] { ControlChanged(track); });
     UpdateControls();
-}
-
-QWidget* ScoSetHandler::Tab() {
-    return tab;
 }
 
 void ScoSetHandler::ShowGain(QSlider* track, QLabel* value, QLabel* min, QLabel* max,

@@ -33,7 +33,6 @@ class ScoSetHandler : public SettingsPage {
     QLabel* labelOutputGainMax = nullptr;
 
     SettingsGroup& Group() override { return group; }
-    QWidget* Tab() override;
     void UpdateControls() override;
     // A person changed one of the page's controls.
     void ControlChanged(QObject* control);
@@ -42,6 +41,4 @@ class ScoSetHandler : public SettingsPage {
     // One gain's slider and labels; "N/A" when the module has no control for it.
     static void ShowGain(QSlider* track, QLabel* value, QLabel* min, QLabel* max,
                          const char* caption, int32_t gain, int32_t maximum, bool enabled);
-
-    QWidget* tab;
 };

@@ -26,7 +26,7 @@ void Select(QComboBox* box, int index) {
 const char* const SerSetHandler::kUserDefinedItem = "User defined";
 
 SerSetHandler::SerSetHandler(SerSettings& group, SerialPage* page)
-    : SettingsPage(page), group(group), tab(page) {
+    : SettingsPage(page), group(group) {
     BaudrateBox = page->BaudrateBox;
     ParityBox = page->ParityBox;
     dataBitsBox = page->dataBitsBox;
@@ -50,10 +50,6 @@ SerSetHandler::SerSetHandler(SerSettings& group, SerialPage* page)
     // What is pasted obeys the same rule as what is typed.
     baudvalue->setValidator(new QRegularExpressionValidator(
         QRegularExpression(QStringLiteral("[0-9]{0,%1}").arg(kValueDigits)), baudvalue));
-}
-
-QWidget* SerSetHandler::Tab() {
-    return tab;
 }
 
 void SerSetHandler::AdvancedSwitched(bool shown) {

@@ -42,7 +42,6 @@ class SerSetHandler : public SettingsPage {
     QLabel* baudCap = nullptr;
 
     SettingsGroup& Group() override { return group; }
-    QWidget* Tab() override;
     void UpdateControls() override;
     void AdvancedSwitched(bool shown) override;
     // A person changed one of the page's controls.
@@ -57,6 +56,4 @@ class SerSetHandler : public SettingsPage {
     void RebuildSpeedList();
     void ShowCalculatedSpeed();
     int32_t TypedValue() const;
-
-    QWidget* tab;
 };

@@ -4,23 +4,27 @@
 #pragma once
 
 #include <QObject>
+#include <QWidget>
 
 class QLineEdit;
-class QWidget;
 class SettingsGroup;
 
 class SettingsPage : public QObject {
     Q_OBJECT
   public:
-    using QObject::QObject;
+    // page: the page's form, which is also its tab; it owns the handler.
+    explicit SettingsPage(QWidget* page) : QObject(page), tab(page) {}
 
     virtual SettingsGroup& Group() = 0;
     // The tab the page is shown on.
-    virtual QWidget* Tab() = 0;
+    QWidget* Tab() const { return tab; }
     // Shows every value the group holds in its control.
     virtual void UpdateControls() = 0;
     // Called with true when the advanced settings are shown, false when hidden.
     virtual void AdvancedSwitched(bool /*shown*/) {}
+
+  private:
+    QWidget* tab;
 };
 
 // Help context numbers are kept on the controls (the forms set them as the

@@ -22,7 +22,7 @@ void Enable(std::initializer_list<QWidget*> widgets, bool enabled) {
 } // namespace
 
 SopSetHandler::SopSetHandler(SopSettings& group, ScanPowerPage* page)
-    : SettingsPage(page), group(group), tab(page) {
+    : SettingsPage(page), group(group) {
     inqScanEnabled = page->inqScanEnabled;
     inqScanLabel1 = page->inqScanLabel1;
     inqScanLabel2 = page->inqScanLabel2;
@@ -51,10 +51,6 @@ SopSetHandler::SopSetHandler(SopSettings& group, ScanPowerPage* page)
         connect(e, &QLineEdit::textEdited, this, [this, e] { ControlChanged(e); });
         e->installEventFilter(this);
     }
-}
-
-QWidget* SopSetHandler::Tab() {
-    return tab;
 }
 
 void SopSetHandler::UpdateControls() {

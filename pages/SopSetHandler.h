@@ -38,7 +38,6 @@ class SopSetHandler : public SettingsPage {
     QLineEdit* defaultTxPowerText = nullptr;
 
     SettingsGroup& Group() override { return group; }
-    QWidget* Tab() override;
     void UpdateControls() override;
     // A person changed one of the page's controls.
     void ControlChanged(QObject* control);
@@ -52,5 +51,4 @@ class SopSetHandler : public SettingsPage {
   private:
     // Each edit with the group's name for it.
     std::vector<std::pair<QLineEdit*, SopSettings::Edit>> edits;
-    QWidget* tab;
 };
