@@ -2,6 +2,7 @@
 
 #include "ConfigFile.h"
 
+#include <algorithm>
 #include <sstream>
 
 ModuleSettings::ModuleSettings() {
@@ -10,12 +11,13 @@ ModuleSettings::ModuleSettings() {
     // power, other, SCO.
     members = {
         {&general, false, true, false},  {&serial, false, true, false},
+        {&endpoint, false, true, false}, {&connecting, false, true, false},
         {&powerSave, true, true, false}, {&scanPower, true, true, true},
         {&other, true, true, false},     {&sco, true, false, false},
     };
     // The file's sections: general, serial, endpoint, connecting, scan and output
     // power, power save, SCO, other.
-    fileOrder = {&general, &serial, &scanPower, &powerSave, &sco, &other};
+    fileOrder = {&general, &serial, &endpoint, &connecting, &scanPower, &powerSave, &sco, &other};
 }
 
 bool ModuleSettings::TakesPart(const Member& member) const {
@@ -51,6 +53,7 @@ void ModuleSettings::ShareCapabilityFlags() {
     serial.userDefinedSupported = general.firmware3;
     serial.secondGeneration = general.secondGeneration;
     serial.productCode5 = general.productCode5;
+    endpoint.firmware3 = general.firmware3;
     sco.supportA = general.secondGeneration;
     sco.supportB = general.firmware3Minor2Gen2;
     sco.supportC = general.firmware3;
@@ -64,6 +67,16 @@ void ModuleSettings::AssumeEveryGroup() {
     general.secondGeneration = 1;
     general.productCode5 = 0;
     ShareCapabilityFlags();
+}
+
+void ModuleSettings::SetDeviceMode(bool endpointMode) {
+    endpoint.endpointMode = endpointMode ? 1 : 0;
+    connecting.connectingMode = endpointMode ? 0 : 1;
+    endpoint.changed = connecting.changed = 1;
+}
+
+void ModuleSettings::SetPairedAddress(const std::array<uint8_t, 6>& address) {
+    endpoint.pairedAddress = connecting.pairedAddress = address;
 }
 
 bool ModuleSettings::AnyChanged() const {
@@ -119,8 +132,15 @@ std::string ModuleSettings::FileText() const {
 }
 
 int ModuleSettings::LoadFile(const std::string& bytes, TakenLines* taken) {
-    int count = 0;
-    for (SettingsGroup* g : fileOrder)
-        count += g->LoadFromFile(bytes, taken);
-    return count;
+    TakenLines lines;
+    for (SettingsGroup* g : fileOrder) {
+        TakenLines group;
+        g->LoadFromFile(bytes, &group);
+        // A key stands once in a file: a line two groups took is one setting.
+        for (std::string& line : group)
+            if (std::find(lines.begin(), lines.end(), line) == lines.end())
+                lines.push_back(std::move(line));
+    }
+    if (taken != nullptr) taken->insert(taken->end(), lines.begin(), lines.end());
+    return int(lines.size());
 }

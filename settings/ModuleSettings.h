@@ -3,6 +3,8 @@
 // General read hands on. The window and the command line both run on it.
 #pragma once
 
+#include "ConSettings.h"
+#include "EndpSettings.h"
 #include "GenSettings.h"
 #include "OtherSettings.h"
 #include "PsSettings.h"
@@ -35,6 +37,8 @@ class ModuleSettings {
 
     GenSettings general;
     SerSettings serial;
+    EndpSettings endpoint;
+    ConSettings connecting;
     PsSettings powerSave;
     SopSettings scanPower;
     OtherSettings other;
@@ -55,6 +59,12 @@ class ModuleSettings {
     // Takes the module to have every group and feature (a file checked without a
     // module is checked as for the fullest one).
     void AssumeEveryGroup();
+    // The one device mode shown on two pages: both groups' mode flags as
+    // opposites, both changed flags set.
+    void SetDeviceMode(bool endpoint);
+    // A search or a pairing found this paired address: both groups take it (the
+    // changed flags stay).
+    void SetPairedAddress(const std::array<uint8_t, 6>& address);
     bool AnyChanged() const;
     void ClearChanged();
 
@@ -70,7 +80,9 @@ class ModuleSettings {
 
     // The whole configuration file, lines ending in "\n".
     std::string FileText() const;
-    // Loads every group from the file's bytes; returns how many values were taken.
+    // Loads every group from the file's bytes; returns how many lines were taken
+    // (the device mode line, taken by two groups, counts once; so it stands once
+    // in taken).
     int LoadFile(const std::string& bytes, TakenLines* taken = nullptr);
 
   private:
