@@ -32,6 +32,10 @@ class Communicator {
     int32_t foundCount = 0;
     // Five 6-byte address slots followed directly by five 32-byte name slots.
     uint8_t resultStore[kStoreSlots * 6 + kStoreSlots * 32] = {};
+    // The remote device's 24-bit Class of Device beside each stored result: stored
+    // at slot k and taken from slot k - 1, as the addresses; 0 when the event had
+    // no class bytes.
+    uint32_t resultClasses[kStoreSlots] = {};
     int32_t searchState = 0;
     int32_t pairingState = 0;
 
@@ -125,6 +129,8 @@ class Communicator {
     int32_t PollInquiry();
     // Returns the results still waiting after the take, or -1 when none was waiting.
     int32_t TakeInquiryResult(uint8_t address[6], uint8_t name[32]);
+    // The same, also giving the class of the device (0 when the module sent none).
+    int32_t TakeInquiryResult(uint8_t address[6], uint8_t name[32], uint32_t* classOfDevice);
     int32_t PollPairingStatus();
 
   protected:

@@ -23,6 +23,9 @@ constexpr int32_t kNameArea = Communicator::kStoreSlots * 32;
 // Positions inside an inquiry event.
 constexpr int32_t kEventAddress = 3;
 constexpr int32_t kEventName = 9;
+// An event of this length or more carries the class after the name, high byte first.
+constexpr int32_t kEventClass = 41;
+constexpr int32_t kEventWithClass = 42;
 
 // True when [offset, offset + count) lies inside an area of `area` bytes; a store
 // or take that would leave its area is dropped.
@@ -86,14 +89,26 @@ int32_t Communicator::PollInquiry() {
         if (length > 8 && FitsArea(offset, 32, kNameArea))
             std::memcpy(resultStore + kAddressArea + offset, frame + kEventName, 32);
     }
+    if (k >= 0 && k < kStoreSlots) {
+        resultClasses[k] = length >= kEventWithClass
+                               ? uint32_t(frame[kEventClass]) << 16 |
+                                     uint32_t(frame[kEventClass + 1]) << 8 | frame[kEventClass + 2]
+                               : 0;
+    }
     if (foundCount < INT32_MAX) ++foundCount;
     searchState = 1;
     return searchState;
 }
 
 int32_t Communicator::TakeInquiryResult(uint8_t address[6], uint8_t name[32]) {
+    return TakeInquiryResult(address, name, nullptr);
+}
+
+int32_t Communicator::TakeInquiryResult(uint8_t address[6], uint8_t name[32],
+                                        uint32_t* classOfDevice) {
     const int32_t k = foundCount;
     if (k < 1) return -1;
+    if (classOfDevice && k <= kStoreSlots) *classOfDevice = resultClasses[k - 1];
     // The take steps by one byte per waiting result: k - 1 in both areas.
     const int32_t offset = k - 1;
     if (address && FitsArea(offset, 6, kAddressArea)) std::memcpy(address, resultStore + offset, 6);

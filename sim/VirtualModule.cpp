@@ -595,10 +595,12 @@ void VirtualModule::Advance(TimePoint now) {
         case Hit: {
             const RemoteDevice& d = config.devices[search.hits[search.next].second];
             ++search.next;
-            std::vector<uint8_t> event{0x60, 39, 0x01};
+            std::vector<uint8_t> event{0x60, 42, 0x01};
             event.insert(event.end(), d.address.begin(), d.address.end());
             for (size_t i = 0; i < 32; ++i)
                 event.push_back(i < d.name.size() ? static_cast<uint8_t>(d.name[i]) : 0);
+            for (int shift : {16, 8, 0}) // the class, high byte first
+                event.push_back(static_cast<uint8_t>(d.classOfDevice >> shift));
             SendEvent(event, 0x60, when);
             break;
         }

@@ -17,10 +17,12 @@ Bytes Name32(const std::string& text) {
     name.resize(32, 0);
     return name;
 }
-// An inquiry event with an address only (L = 8) or with a name too (L = 39).
-Bytes Event(const Bytes& address, const Bytes& name = {}) {
-    return Cat(Cat({0x60, uint8_t(name.empty() ? 8 : 39), 0x00}, address),
-               name.empty() ? Bytes{0x5A} : name);
+// An inquiry event with an address only (L = 8), with a name too (L = 39), or
+// with the class after the name (L = 42).
+Bytes Event(const Bytes& address, const Bytes& name = {}, const Bytes& cod = {}) {
+    return Cat(Cat(Cat({0x60, uint8_t(name.empty() ? 8 : 39 + cod.size()), 0x00}, address),
+                   name.empty() ? Bytes{0x5A} : name),
+               cod);
 }
 const Bytes kEnd{0x60, 0x00};
 // What a take leaves, and the address and name it gave (0xEE where it wrote nothing).
@@ -72,6 +74,32 @@ TEST_F(SearchTest, ResultsAreStoredTakenAndTheSearchEnds) {
     EXPECT_EQ(com.PollInquiry(), 2);
     EXPECT_EQ(Take(), Taken(-1, Bytes(38, 0xEE)));
     EXPECT_EQ(std::tie(com.searchState, com.foundCount), std::tuple(2, 0));
+}
+
+TEST_F(SearchTest, TheClassComesWithTheResultWhenTheEventCarriesIt) {
+    const std::pair<Bytes, uint32_t> cases[] = {
+        {Event(Address(0x21), Name32("Phone"), {0x5A, 0x02, 0x0C}), 0x5A020C},
+        {Event(Address(0x31), Name32("Pad")), 0},
+        {Event(Address(0x41)), 0},
+    };
+    for (const auto& [event, cod] : cases) {
+        EXPECT_EQ(Poll(event), 1);
+        Bytes bytes(38, 0xEE);
+        uint32_t taken = 0xEEEEEE;
+        EXPECT_EQ(com.TakeInquiryResult(bytes.data(), bytes.data() + 6, &taken), 0);
+        EXPECT_EQ(taken, cod);
+        EXPECT_EQ(Bytes(bytes.begin(), bytes.begin() + 6),
+                  Bytes(event.begin() + 3, event.begin() + 9));
+    }
+    // Stored at slot k, taken from slot k - 1.
+    EXPECT_EQ(Poll(Event(Address(0x51), Name32("A"), {0x01, 0x02, 0x03})), 1);
+    EXPECT_EQ(Poll(Event(Address(0x61), Name32("B"), {0x04, 0x05, 0x06})), 1);
+    uint32_t taken = 0;
+    Bytes bytes(38);
+    EXPECT_EQ(com.TakeInquiryResult(bytes.data(), bytes.data() + 6, &taken), 1);
+    EXPECT_EQ(taken, 0x040506u);
+    EXPECT_EQ(com.TakeInquiryResult(bytes.data(), bytes.data() + 6, &taken), 0);
+    EXPECT_EQ(taken, 0x010203u);
 }
 
 TEST_F(SearchTest, OtherFramesShortEventsAndSilenceChangeNothing) {

@@ -191,7 +191,10 @@ TEST(Module, AnswerIsPacedAtTheLineSpeedAfterTheAnswerDelay) {
 
 Bytes Found(size_t i) {
     const sim::RemoteDevice d = sim::BuiltInDevices()[i];
-    return Cat(Cat(Cat(Bytes{0x60, 39, 1}, d.address), d.name), Bytes(32 - d.name.size(), 0));
+    const Bytes cod{uint8_t(d.classOfDevice >> 16), uint8_t(d.classOfDevice >> 8),
+                    uint8_t(d.classOfDevice)};
+    return Cat(Cat(Cat(Cat(Bytes{0x60, 42, 1}, d.address), d.name), Bytes(32 - d.name.size(), 0)),
+               cod);
 }
 
 TEST(Module, SearchReportsTheDevicesOfTheClassAskedForThenEnds) {
