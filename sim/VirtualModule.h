@@ -196,6 +196,9 @@ class VirtualModule {
     int Unsupported(uint8_t opcode) const;
     void StartSearch(const std::vector<uint8_t>& payload, TimePoint at);
     void EndSearch(TimePoint at);
+    // The inquiry event of the next device found, and the pairing outcome event.
+    void ReportHit(TimePoint when);
+    void ReportPairing(TimePoint when);
     // Sends a frame at `ready` (or later, when the line is busy), applying the
     // faults given for `key` (the command's opcode, or the event's).
     void Send(std::vector<uint8_t> frame, int key, TimePoint ready);
