@@ -75,6 +75,33 @@ std::vector<RemoteDevice> BuiltInDevices() {
     };
 }
 
+std::vector<RemoteDevice> GeneratedDevices(int count) {
+    struct Kind {
+        const char* name;
+        uint32_t classOfDevice;
+    };
+    // One kind per major device class, with believable minor classes and services.
+    static const Kind kinds[] = {
+        {"Service Laptop", 0x02010c}, {"Phone", 0x5a020c},       {"Access Point", 0x020300},
+        {"Headset", 0x240404},        {"Scanner Gun", 0x002540}, {"Label Printer", 0x040680},
+        {"Meter", 0x001f00},          {"Tablet", 0x5a0114},      {"Car Kit", 0x340408},
+    };
+    constexpr size_t kKinds = sizeof kinds / sizeof kinds[0];
+    std::vector<RemoteDevice> devices;
+    for (int i = 0; i < count; ++i) {
+        const Kind& kind = kinds[static_cast<size_t>(i) % kKinds];
+        RemoteDevice d;
+        d.address = {{0x02, 0x6e, static_cast<uint8_t>(0x31 * i + 7), static_cast<uint8_t>(i >> 8),
+                      static_cast<uint8_t>(i), static_cast<uint8_t>(0xa5 ^ (i * 37))}};
+        d.name = std::string(kind.name) + " " + std::to_string(i + 1);
+        if (i % 4 == 3) d.name = "Unit " + std::to_string(i + 1);
+        if (i == 2) d.name = "Warehouse Dispatch Label Printer"; // exactly 32 bytes
+        d.classOfDevice = kind.classOfDevice;
+        devices.push_back(d);
+    }
+    return devices;
+}
+
 bool ParseDevices(const std::string& text, std::vector<RemoteDevice>* out, std::string* error) {
     std::vector<RemoteDevice> devices;
     std::istringstream in(text);

@@ -19,10 +19,18 @@ void VirtualModule::StartSearch(const std::vector<uint8_t>& payload, TimePoint a
     search = Search{};
     search.active = true;
     search.end = at + total;
-    for (size_t k = 0; k < found.size(); ++k)
-        search.hits.push_back(
-            {at + total * static_cast<long long>(k + 1) / static_cast<long long>(found.size() + 1),
-             found[k]});
+    // Bursts of devices answering together, spread evenly over the first part
+    // of the search (the whole search unless told otherwise).
+    const Clock::duration spread =
+        config.searchSpreadMs < 0
+            ? Clock::duration(total)
+            : std::min<Clock::duration>(total, std::chrono::milliseconds(config.searchSpreadMs));
+    const size_t burst = static_cast<size_t>(std::max(config.backToBack, 1));
+    const auto bursts = static_cast<long long>((found.size() + burst - 1) / burst);
+    for (size_t k = 0; k < found.size(); ++k) {
+        const auto b = static_cast<long long>(k / burst);
+        search.hits.push_back({at + spread * (b + 1) / (bursts + 1), found[k], k % burst != 0});
+    }
 }
 
 void VirtualModule::EndSearch(TimePoint at) {
@@ -30,7 +38,8 @@ void VirtualModule::EndSearch(TimePoint at) {
     SendEvent({0x60, 0x00}, 0x60, at);
 }
 void VirtualModule::ReportHit(TimePoint when) {
-    const RemoteDevice& d = config.devices[search.hits[search.next].second];
+    const Search::Hit& hit = search.hits[search.next];
+    const RemoteDevice& d = config.devices[hit.device];
     ++search.next;
     std::vector<uint8_t> event{0x60, 42, 0x01};
     event.insert(event.end(), d.address.begin(), d.address.end());
@@ -38,7 +47,10 @@ void VirtualModule::ReportHit(TimePoint when) {
         event.push_back(i < d.name.size() ? static_cast<uint8_t>(d.name[i]) : 0);
     for (int shift : {16, 8, 0}) // the class, high byte first
         event.push_back(static_cast<uint8_t>(d.classOfDevice >> shift));
-    SendEvent(event, 0x60, when);
+    if (hit.closeBehind)
+        Send(event, 0x60, when);
+    else
+        SendEvent(event, 0x60, when);
 }
 
 void VirtualModule::ReportPairing(TimePoint when) {

@@ -41,9 +41,9 @@ void VirtualModule::Advance(TimePoint now) {
             }
         }
         if (search.active) {
-            if (search.next < search.hits.size() && search.hits[search.next].first < when) {
+            if (search.next < search.hits.size() && search.hits[search.next].at < when) {
                 what = Hit;
-                when = search.hits[search.next].first;
+                when = search.hits[search.next].at;
             } else if (search.next >= search.hits.size() && search.end < when) {
                 what = End;
                 when = search.end;
@@ -93,7 +93,7 @@ bool VirtualModule::NextWake(TimePoint* when) const {
     if (!partial.empty()) t = std::min(t, lastArrival + std::chrono::milliseconds(kStallMs));
     if (search.active) {
         if (search.next < search.hits.size())
-            t = std::min(t, search.hits[search.next].first);
+            t = std::min(t, search.hits[search.next].at);
         else
             t = std::min(t, search.end);
     }
