@@ -145,8 +145,9 @@ Options:
   --devices FILE       the remote devices a search finds (see Devices file)
   --devices generated:N
                        N made-up devices (0 to 1000) instead of a file:
-                       distinct addresses, names of 3 to 32 bytes, classes of
-                       every major device class
+                       distinct addresses, names of varied length up to 32
+                       bytes (the third exactly 32), computers, phones, access
+                       points, audio, peripherals, printers, uncategorized
   --fault SPEC         misbehave on purpose; may be repeated (see Faults)
   --pairing OUTCOME[@MS]
                        outcome of a pairing: complete, timeout, failed or error,
