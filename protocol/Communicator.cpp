@@ -4,7 +4,9 @@
 #include "Exchange.h"
 #include "mSerial.h"
 
+#include <algorithm>
 #include <chrono>
+#include <cstring>
 
 namespace {
 
@@ -14,9 +16,9 @@ constexpr int32_t kReadSlice = 50;
 constexpr int32_t kReceiveLimit = 60;
 constexpr int32_t kPollLimit = 5;
 
-// Collects one response frame: opcode, length L, status, L - 1 data bytes.
-// Every byte is appended to the caller's buffer; the length byte alone decides
-// where the frame ends, and since L is one byte a frame never exceeds kMaxFrame.
+// Collects one frame: opcode, length L, status, L - 1 data bytes. The length
+// byte alone decides where the frame ends, and since L is one byte a frame
+// never exceeds kMaxFrame.
 class FrameCollector {
   public:
     explicit FrameCollector(uint8_t* buffer) : buffer(buffer) {}
@@ -60,6 +62,9 @@ class FrameCollector {
         }
     }
 
+    int32_t Stored() const { return stored; }
+    void Restart() { *this = FrameCollector(buffer); }
+
   private:
     enum State { kOpcode = 1, kLength, kStatus, kData };
     uint8_t* buffer;
@@ -69,35 +74,9 @@ class FrameCollector {
     int32_t count = 0;
 };
 
-// One frame from the port within `limit` hundredths; `clock` gives the hundredths
-// field of the current second and `beforeClock` runs before every clock reading.
-template <typename Clock, typename Hook>
-int32_t CollectFrame(mSerial* port, uint8_t* buffer, int32_t limit, bool exact, Clock clock,
-                     Hook beforeClock) {
-    if (port == nullptr || buffer == nullptr) {
-        beforeClock();
-        return -1; // nothing can ever arrive: report the time-out at once
-    }
-    FrameCollector collector(buffer);
-    beforeClock();
-    const int32_t start = clock();
-    uint8_t slice[kReadSlice];
-    for (;;) {
-        beforeClock();
-        int32_t elapsed = clock() - start;
-        if (elapsed < 0) elapsed += 100;
-        if (elapsed > limit) return -1;
-        const int32_t want =
-            exact && collector.Missing() < kReadSlice ? collector.Missing() : kReadSlice;
-        int32_t got = port->ReadBuffer(slice, want);
-        // A closed port will not deliver the rest of the frame.
-        if (got < 0) return -1;
-        if (got > want) got = want;
-        for (int32_t i = 0; i < got; ++i) {
-            // Bytes after the end of the frame in the same read are dropped.
-            if (collector.Feed(slice[i])) return 1;
-        }
-    }
+// Frames the module sends on its own during a search or a pairing.
+bool IsEvent(uint8_t opcode) {
+    return opcode == 0x60 || opcode == 0x65;
 }
 
 const char* StatusTextOf(int32_t status) {
@@ -152,23 +131,124 @@ int32_t Communicator::Hundredths() const {
 }
 
 void Communicator::Send(const uint8_t* frame, int32_t count) {
+    SettleKept();
     if (serialPort == nullptr || frame == nullptr || count <= 0) return;
     serialPort->WriteBuffer(frame, count);
 }
 
 int32_t Communicator::Receive(uint8_t* buffer, int32_t expected) {
     (void)expected; // the frame's own length byte decides
-    return CollectFrame(
-        serialPort, buffer, kReceiveLimit, frameByFrame, [this] { return Hundredths(); }, [] {});
+    return Collect(buffer, true);
 }
 
 int32_t Communicator::PollReceive(uint8_t* buffer, int32_t expected) {
     (void)expected;
-    return CollectFrame(
-        serialPort, buffer, kPollLimit, false, [this] { return Hundredths(); },
-        [this] {
-            if (pump) pump();
-        });
+    return Collect(buffer, false);
+}
+
+int32_t Communicator::Collect(uint8_t* buffer, bool answer) {
+    const auto beforeClock = [&] {
+        if (!answer && pump) pump();
+    };
+    if (buffer == nullptr) {
+        beforeClock();
+        return -1;
+    }
+    uint8_t frame[kMaxFrame] = {};
+    FrameCollector collector(frame);
+    // True when the frame wanted is complete; the bytes after it are kept.
+    const auto feed = [&](const uint8_t* bytes, int32_t count) {
+        for (int32_t i = 0; i < count; ++i) {
+            if (!collector.Feed(bytes[i])) continue;
+            if (answer && IsEvent(frame[0])) {
+                // Not the answer: the event goes to the polls, the wait goes on.
+                QueueEvent(frame, collector.Stored());
+                collector.Restart();
+                continue;
+            }
+            Keep(bytes + i + 1, count - i - 1);
+            std::memcpy(buffer, frame, static_cast<size_t>(collector.Stored()));
+            return true;
+        }
+        return false;
+    };
+    const auto giveUp = [&] {
+        std::memcpy(buffer, frame, static_cast<size_t>(collector.Stored()));
+        return -1;
+    };
+
+    uint8_t earlier[kMaxFrame];
+    const int32_t earlierCount = keptCount;
+    std::memcpy(earlier, kept, static_cast<size_t>(keptCount));
+    keptCount = 0;
+    if (feed(earlier, earlierCount)) return 1;
+    if (serialPort == nullptr) {
+        beforeClock();
+        return giveUp(); // nothing more can ever arrive: report the time-out at once
+    }
+
+    // A poll waits briefly for a frame to begin; one that has begun is awaited
+    // to its end within the time-out of an answer.
+    const int32_t quietLimit = answer ? kReceiveLimit : kPollLimit;
+    const bool exact = answer && frameByFrame;
+    beforeClock();
+    const int32_t start = Hundredths();
+    uint8_t slice[kReadSlice];
+    for (;;) {
+        beforeClock();
+        int32_t elapsed = Hundredths() - start;
+        if (elapsed < 0) elapsed += 100;
+        if (elapsed > (collector.Stored() > 0 ? kReceiveLimit : quietLimit)) return giveUp();
+        const int32_t want =
+            exact && collector.Missing() < kReadSlice ? collector.Missing() : kReadSlice;
+        int32_t got = serialPort->ReadBuffer(slice, want);
+        // A closed port will not deliver the rest of the frame.
+        if (got < 0) return giveUp();
+        if (got > want) got = want;
+        if (feed(slice, got)) return 1;
+    }
+}
+
+void Communicator::Keep(const uint8_t* bytes, int32_t count) {
+    count = std::min(count, kMaxFrame - keptCount);
+    if (count <= 0) return;
+    std::memcpy(kept + keptCount, bytes, static_cast<size_t>(count));
+    keptCount += count;
+}
+
+void Communicator::SettleKept() {
+    int32_t at = 0;
+    while (keptCount - at >= 2 && at + 2 + kept[at + 1] <= keptCount) {
+        const int32_t size = 2 + kept[at + 1];
+        if (IsEvent(kept[at])) QueueEvent(kept + at, size);
+        at += size;
+    }
+    // The start of an event stays so that its rest completes it; any other
+    // leftover is a stale answer and goes.
+    if (at < keptCount && IsEvent(kept[at])) {
+        std::memmove(kept, kept + at, static_cast<size_t>(keptCount - at));
+        keptCount -= at;
+    } else {
+        keptCount = 0;
+    }
+}
+
+void Communicator::QueueEvent(const uint8_t* frame, int32_t size) {
+    if (queuedEvents.size() >= static_cast<size_t>(kMaxQueuedEvents)) queuedEvents.pop_front();
+    queuedEvents.emplace_back(frame, frame + size);
+}
+
+void Communicator::DropQueuedEvents(uint8_t opcode) {
+    for (auto it = queuedEvents.begin(); it != queuedEvents.end();)
+        it = (*it)[0] == opcode ? queuedEvents.erase(it) : it + 1;
+}
+
+bool Communicator::NextEvent(uint8_t frame[kMaxFrame]) {
+    if (queuedEvents.empty()) return PollReceive(frame, kMaxFrame) == 1;
+    const std::vector<uint8_t>& event = queuedEvents.front();
+    std::copy(event.begin(), event.end(), frame);
+    queuedEvents.pop_front();
+    return true;
 }
 
 void Communicator::SetStatusText(int32_t status) {

@@ -10,8 +10,10 @@
 #pragma once
 
 #include <cstdint>
+#include <deque>
 #include <functional>
 #include <string>
+#include <vector>
 
 class mSerial;
 
@@ -20,6 +22,9 @@ class Communicator {
     // Largest frame a module can send: opcode, length, 255 bytes.
     static constexpr int kMaxFrame = 257;
     static constexpr int kStoreSlots = 5;
+    // Event frames (inquiry 0x60, pairing 0x65) held for the polls at most; beyond
+    // that the oldest is dropped.
+    static constexpr int kMaxQueuedEvents = 64;
 
     Communicator();
 
@@ -50,12 +55,17 @@ class Communicator {
 
     void SetSerialPort(mSerial* port) { serialPort = port; }
 
-    // Frame exchange.
+    // Frame exchange. Bytes that follow a complete frame in the same port read
+    // are kept and open the next Receive or PollReceive; Send starts every command
+    // afresh: complete event frames among the kept bytes are queued for the polls,
+    // the start of an event frame stays to be completed, the rest is dropped.
     void Send(const uint8_t* frame, int32_t count);
     // One response frame into buffer (which must hold kMaxFrame bytes);
-    // 1 when complete, -1 after more than 60 hundredths of a second.
+    // 1 when complete, -1 after more than 60 hundredths of a second. Event frames
+    // that arrive meanwhile are queued for the polls and the wait goes on.
     int32_t Receive(uint8_t* buffer, int32_t expected);
-    // As Receive, pumping messages, with a time-out of more than 5 hundredths.
+    // Any one frame, pumping messages, with a time-out of more than 5 hundredths;
+    // a frame begun by then is awaited to its end within the time-out of Receive.
     int32_t PollReceive(uint8_t* buffer, int32_t expected);
     void SetStatusText(int32_t status);
     std::string GetErrorText(int32_t result) const;
@@ -136,4 +146,21 @@ class Communicator {
   protected:
     // Hundredths field (0..99) of the current second of the wall clock.
     virtual int32_t Hundredths() const;
+
+  private:
+    // One frame into buffer: the kept bytes first, then the port. An answer
+    // (Receive) queues the event frames it meets; a poll takes any frame.
+    int32_t Collect(uint8_t* buffer, bool answer);
+    void Keep(const uint8_t* bytes, int32_t count);
+    // What Send does with the kept bytes before a command goes out.
+    void SettleKept();
+    void QueueEvent(const uint8_t* frame, int32_t size);
+    void DropQueuedEvents(uint8_t opcode);
+    // The oldest queued event, or else one PollReceive; true with a frame.
+    bool NextEvent(uint8_t frame[kMaxFrame]);
+
+    uint8_t kept[kMaxFrame] = {};
+    int32_t keptCount = 0;
+    std::deque<std::vector<uint8_t>> queuedEvents;
+    bool cancelSinceStart = false; // a CancelInquiry was sent since the last StartInquiry
 };

@@ -41,7 +41,9 @@ int32_t Communicator::StartInquiry(int32_t duration, const uint8_t classFilter[4
     r.Byte(duration).Bytes(classFilter, 4).Byte(flag ? 1 : 0);
     SendRequest(*this, r);
     // The answers come later as inquiry events; untaken results of an earlier
-    // search are dropped.
+    // search are dropped, with its events still queued.
+    DropQueuedEvents(kInquiry);
+    cancelSinceStart = false;
     searchState = 0;
     foundCount = 0;
     return 0;
@@ -49,6 +51,7 @@ int32_t Communicator::StartInquiry(int32_t duration, const uint8_t classFilter[4
 
 int32_t Communicator::CancelInquiry() {
     // Only the opcode of the answer counts; success is 1 here.
+    cancelSinceStart = true;
     Request r(kCancel);
     const int32_t result = Exchange(*this, r, kCancel);
     return result == 0 ? 1 : result;
@@ -63,15 +66,21 @@ int32_t Communicator::StartPairing(int32_t remoteInitiates, const uint8_t addres
     r.Bytes(passkey, length);
     const uint8_t opcode = r.Opcode();
     SendRequest(*this, r);
-    // Reset before the answer is read, so a rejected pairing also starts afresh.
+    // Reset before the answer is read, so a rejected pairing also starts afresh;
+    // an outcome of an earlier pairing still queued goes too.
+    DropQueuedEvents(kPairingEvent);
     pairingState = 0;
     const int32_t result = AwaitAnswer(*this, r, opcode);
     return result != 0 ? result : CheckStatus(*this, r);
 }
 
 int32_t Communicator::PollInquiry() {
+    // A result waiting to be taken holds the next frame back, so that every take
+    // finds exactly one stored result; once a cancel has been sent, frames are
+    // consumed as they come so that the end of the search is always reached.
+    if (foundCount > 0 && !cancelSinceStart) return searchState;
     uint8_t frame[kMaxFrame] = {};
-    if (PollReceive(frame, kMaxFrame) != 1) return searchState;
+    if (!NextEvent(frame)) return searchState;
     if (frame[0] != kInquiry) return searchState;
     const int32_t length = frame[1];
     if (length == 0) {
@@ -121,7 +130,7 @@ int32_t Communicator::TakeInquiryResult(uint8_t address[6], uint8_t name[32],
 
 int32_t Communicator::PollPairingStatus() {
     uint8_t frame[kMaxFrame] = {};
-    if (PollReceive(frame, kMaxFrame) != 1) return pairingState;
+    if (!NextEvent(frame)) return pairingState;
     // Any other frame is consumed, and the search state is what comes back.
     if (frame[0] != kPairingEvent) return searchState;
     switch (frame[2]) {

@@ -52,8 +52,9 @@ bool ParseSimOptions(const std::vector<std::string>& args, SimOptions* out, std:
             continue;
         }
         static const char* const withValue[] = {
-            "--profile",      "--link",        "--state",   "--trace", "--devices", "--fault",
-            "--answer-delay", "--search-time", "--pairing", "--baud",  "--seed"};
+            "--profile", "--link",          "--state",       "--trace",   "--devices",
+            "--fault",   "--answer-delay",  "--search-time", "--pairing", "--baud",
+            "--seed",    "--search-spread", "--back-to-back"};
         bool known = false;
         for (const char* w : withValue)
             known = known || name == w;
@@ -74,6 +75,11 @@ bool ParseSimOptions(const std::vector<std::string>& args, SimOptions* out, std:
         } else if (name == "--trace") {
             if (value.empty()) return fail("--trace needs a path");
             o.tracePath = value;
+        } else if (name == "--devices" && value.compare(0, 10, "generated:") == 0) {
+            int count = 0;
+            if (!ParseInt(value.substr(10), 0, 1000, &count))
+                return fail("--devices generated:N takes 0 to 1000 devices");
+            o.module.devices = GeneratedDevices(count);
         } else if (name == "--devices") {
             std::string text, why;
             if (!ReadFile(value, &text)) return fail("cannot read devices file \"" + value + "\"");
@@ -89,6 +95,12 @@ bool ParseSimOptions(const std::vector<std::string>& args, SimOptions* out, std:
         } else if (name == "--search-time") {
             if (!ParseInt(value, 10, 600000, &o.module.searchTimeMs))
                 return fail("--search-time takes 10 to 600000 ms");
+        } else if (name == "--search-spread") {
+            if (!ParseInt(value, 0, 600000, &o.module.searchSpreadMs))
+                return fail("--search-spread takes 0 to 600000 ms");
+        } else if (name == "--back-to-back") {
+            if (!ParseInt(value, 1, 1000, &o.module.backToBack))
+                return fail("--back-to-back takes 1 to 1000 devices");
         } else if (name == "--baud") {
             if (!ParseInt(value, 300, 4000000, &o.module.baud))
                 return fail("--baud takes 300 to 4000000 bits per second");
@@ -131,6 +143,11 @@ Options:
   --trace FILE         write every frame to FILE as it goes ("recv 1c 00" from
                        the host, "send 1c 06 01 ..." from the module)
   --devices FILE       the remote devices a search finds (see Devices file)
+  --devices generated:N
+                       N made-up devices (0 to 1000) instead of a file:
+                       distinct addresses, names of varied length up to 32
+                       bytes (the third exactly 32), computers, phones, access
+                       points, audio, peripherals, printers, uncategorized
   --fault SPEC         misbehave on purpose; may be repeated (see Faults)
   --pairing OUTCOME[@MS]
                        outcome of a pairing: complete, timeout, failed or error,
@@ -139,6 +156,10 @@ Options:
                        side (0x63) pairs with the first device of the list
   --search-time MS     how long a search of duration 12 takes (default 3000);
                        other durations scale with it
+  --search-spread MS   the devices answer within the first MS ms of a search,
+                       evenly spread (default: over the whole search)
+  --back-to-back N     the devices answer in groups of N whose events follow
+                       each other with no gap on the line (default 1)
   --answer-delay MS    the module's think time before an answer (default 2)
   --baud N             line speed for pacing the module's bytes, 10 bits a byte
                        (default 38400)
@@ -179,8 +200,9 @@ opcode, the search events are 0x60 and the pairing event 0x65):
   garbage:OP=N         send N random bytes instead of the answer
   delay:OP=MS          answer MS ms late
   Example: --fault silent:0x40 answers the probe but never the identity read.
-  Without faults, a search result, the end of a search and a pairing outcome
-  always come at least 30 ms after the frame before them.
+  Without faults, a search result (the first of a group with --back-to-back),
+  the end of a search and a pairing outcome always come at least 30 ms after
+  the frame before them.
 
 Settings state file:
   Plain text, one "key value" line per setting, for example

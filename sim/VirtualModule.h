@@ -50,6 +50,9 @@ struct RemoteDevice {
 };
 
 std::vector<RemoteDevice> BuiltInDevices();
+// `count` devices of every kind: distinct addresses, names of varied length
+// up to 32 bytes (one of exactly 32 from three devices on), several classes.
+std::vector<RemoteDevice> GeneratedDevices(int count);
 // One device a line: six hexadecimal address bytes, the name (may hold single
 // spaces), and optionally the class as 0x followed by hexadecimal digits at the
 // end of the line. Blank lines and lines starting with '#' are skipped.
@@ -120,6 +123,8 @@ struct ModuleConfig {
     PairingOutcome pairingOutcome = PairingOutcome::Complete;
     int pairingDelayMs = 1500;
     int searchTimeMs = 3000; // a search of duration 12 lasts this long
+    int searchSpreadMs = -1; // the devices answer within this time; -1: the whole search
+    int backToBack = 1;      // devices answering together, their events with no gap
     int baud = 38400;        // 10 bits a byte
     int answerDelayMs = 2;
     uint32_t seed = 1; // random bytes of the split and garbage faults
@@ -180,7 +185,12 @@ class VirtualModule {
     struct Search {
         bool active = false;
         TimePoint end;
-        std::vector<std::pair<TimePoint, size_t>> hits; // time, device index
+        struct Hit {
+            TimePoint at;
+            size_t device;    // index into the device list
+            bool closeBehind; // sent right after the event before it, without a gap
+        };
+        std::vector<Hit> hits;
         size_t next = 0;
     };
     struct PairingRun {
@@ -196,6 +206,9 @@ class VirtualModule {
     int Unsupported(uint8_t opcode) const;
     void StartSearch(const std::vector<uint8_t>& payload, TimePoint at);
     void EndSearch(TimePoint at);
+    // The inquiry event of the next device found, and the pairing outcome event.
+    void ReportHit(TimePoint when);
+    void ReportPairing(TimePoint when);
     // Sends a frame at `ready` (or later, when the line is busy), applying the
     // faults given for `key` (the command's opcode, or the event's).
     void Send(std::vector<uint8_t> frame, int key, TimePoint ready);

@@ -16,7 +16,8 @@ TEST_F(ExchangeTest, CollectsOneFrameByItsLengthByte) {
         {{{0x13, 0x01, 0xFD}}, {0x13, 0x01, 0xFD}},
         {{longest}, longest},
         {{{0xC2}, {}, {0x03}, {}, {}, {0x01, 0x12}, {0x34}}, timeout}, // pieces and pauses
-        {{Cat(timeout, {0xC2, 0x03, 0x01})}, timeout}, // the rest of the arrival is dropped
+        {{Cat(timeout, {0xC2, 0x03, 0x01})}, timeout},    // the rest of the arrival is kept...
+        {{{0x56, 0x78}}, {0xC2, 0x03, 0x01, 0x56, 0x78}}, // ...and opens the next frame
     };
     for (const auto& [arrivals, frame] : cases) {
         Bytes buffer(kMax, 0xEE);

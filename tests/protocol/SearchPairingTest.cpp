@@ -30,7 +30,10 @@ using Taken = std::pair<int32_t, Bytes>;
 
 class SearchTest : public ProtocolTest {
   protected:
-    void SetUp() override { ASSERT_EQ(com.StartInquiry(12, kCod, true), 0); }
+    void SetUp() override {
+        ASSERT_EQ(com.StartInquiry(12, kCod, true), 0);
+        ASSERT_EQ(Sent(), Bytes({0x60, 0x06, 0x0C, 0x00, 0x5A, 0x02, 0x0C, 0x01}));
+    }
     int32_t Poll(const Bytes& frame) {
         port.Push(frame);
         return com.PollInquiry();
@@ -40,18 +43,25 @@ class SearchTest : public ProtocolTest {
         const int32_t left = com.TakeInquiryResult(bytes.data(), bytes.data() + 6);
         return {left, bytes};
     }
+    // From a cancel on, every poll consumes a frame, so results can pile up.
+    void Cancel() {
+        Reply(0x80, 0x01);
+        ASSERT_EQ(com.CancelInquiry(), 1);
+        ASSERT_EQ(Sent(), Bytes({0x80, 0x00}));
+    }
 };
 
 TEST_F(SearchTest, ResultsAreStoredTakenAndTheSearchEnds) {
     EXPECT_EQ(Poll(Event(Address(0x10), Name32("Printer"))), 1);
-    EXPECT_EQ(Poll(kEnd), 3) << "ended with a result waiting";
     EXPECT_EQ(Take(), Taken(0, Cat(Address(0x10), Name32("Printer"))));
     EXPECT_EQ(com.searchState, 0) << "the only result was taken";
     // A result without a name keeps the name slot of the one before.
     EXPECT_EQ(Poll(Event(Address(0x40))), 1);
     EXPECT_EQ(Take(), Taken(0, Cat(Address(0x40), Name32("Printer"))));
 
-    // Stores step six bytes, takes one byte per result waiting (from k - 1).
+    // Stores step six bytes, takes one byte per result waiting (from k - 1); the
+    // end with results waiting is 3.
+    Cancel();
     EXPECT_EQ(Poll(Event(Address(0x10), Bytes(32, 'A'))), 1);
     EXPECT_EQ(Poll(Event(Address(0x20), Bytes(32, 'B'))), 1);
     EXPECT_EQ(Poll(kEnd), 3);
@@ -63,8 +73,7 @@ TEST_F(SearchTest, ResultsAreStoredTakenAndTheSearchEnds) {
     port.reads = 0;
     EXPECT_EQ(com.StartInquiry(1, kCod, false), 0);
     EXPECT_EQ(com.StartInquiry(30, kCod, true), 0);
-    EXPECT_EQ(Sent(), Bytes({0x60, 0x06, 0x0C, 0x00, 0x5A, 0x02, 0x0C, 0x01, //
-                             0x60, 0x06, 0x01, 0x00, 0x5A, 0x02, 0x0C, 0x00, //
+    EXPECT_EQ(Sent(), Bytes({0x60, 0x06, 0x01, 0x00, 0x5A, 0x02, 0x0C, 0x00, //
                              0x60, 0x06, 0x1E, 0x00, 0x5A, 0x02, 0x0C, 0x01}));
     EXPECT_EQ(port.reads, 0);
     EXPECT_EQ(std::tie(com.searchState, com.foundCount), std::tuple(0, 0));
@@ -92,6 +101,7 @@ TEST_F(SearchTest, TheClassComesWithTheResultWhenTheEventCarriesIt) {
                   Bytes(event.begin() + 3, event.begin() + 9));
     }
     // Stored at slot k, taken from slot k - 1.
+    Cancel();
     EXPECT_EQ(Poll(Event(Address(0x51), Name32("A"), {0x01, 0x02, 0x03})), 1);
     EXPECT_EQ(Poll(Event(Address(0x61), Name32("B"), {0x04, 0x05, 0x06})), 1);
     uint32_t taken = 0;
@@ -113,6 +123,7 @@ TEST_F(SearchTest, OtherFramesShortEventsAndSilenceChangeNothing) {
 
 TEST_F(SearchTest, StoresAndTakesOutsideTheStoreAreDropped) {
     com.pairingState = 4; // the field after the store
+    Cancel();
     for (uint8_t i = 0; i < 30; ++i)
         EXPECT_EQ(Poll(Event(Address(i), Name32("N"))), 1);
     EXPECT_EQ(com.foundCount, 30);
@@ -126,6 +137,104 @@ TEST_F(SearchTest, StoresAndTakesOutsideTheStoreAreDropped) {
         EXPECT_EQ(Bytes(bytes.begin() + 6, bytes.end()) == Bytes(32, 0xEE), k - 1 > 128) << k;
     }
     EXPECT_EQ(std::tie(com.searchState, com.pairingState), std::tuple(0, 4));
+}
+
+// Event frames are never lost: cut by the poll's time-out, several in one read,
+// around a command's answer.
+TEST_F(SearchTest, AFrameCutByThePollTimeOutIsCompletedByTheSamePoll) {
+    const Bytes phone = Event(Address(0x21), Name32("Phone"), {0x5A, 0x02, 0x0C});
+    // The first 10 bytes, then 20 idle reads (the poll alone waits 5), then the rest.
+    port.Push(Bytes(phone.begin(), phone.begin() + 10));
+    port.PushPieces(std::vector<Bytes>(20, Bytes{}));
+    port.Push(Bytes(phone.begin() + 10, phone.end()));
+    EXPECT_EQ(com.PollInquiry(), 1);
+    EXPECT_EQ(port.reads, 22);
+    EXPECT_EQ(Take(), Taken(0, Cat(Address(0x21), Name32("Phone"))));
+    // A frame whose rest never comes is given up after the 60 hundredths of an answer.
+    port.reads = 0;
+    port.Push(Bytes(phone.begin(), phone.begin() + 10));
+    EXPECT_EQ(com.PollInquiry(), 0);
+    EXPECT_EQ(port.reads, 60);
+}
+
+TEST_F(SearchTest, SeveralEventsInOneArrivalGiveOneResultPerPoll) {
+    const Bytes a = Event(Address(0x31), Name32("Alpha"), {0x01, 0x02, 0x03});
+    const Bytes b = Event(Address(0x41), Name32(std::string(32, 'b')), {0x04, 0x05, 0x06});
+    port.Push(Cat(Cat(a, b), kEnd));
+    EXPECT_EQ(com.PollInquiry(), 1);
+    EXPECT_EQ(Take(), Taken(0, Cat(Address(0x31), Name32("Alpha"))));
+    EXPECT_EQ(com.PollInquiry(), 1);
+    EXPECT_EQ(Take(), Taken(0, Cat(Address(0x41), Name32(std::string(32, 'b')))));
+    EXPECT_EQ(com.PollInquiry(), 2);
+    // A read takes 50 bytes: the first ends inside b, the second brings b's rest
+    // and the end, which the last poll finds kept.
+    EXPECT_EQ(port.reads, 2);
+}
+
+TEST_F(SearchTest, AWaitingResultHoldsTheNextFrameBackUntilACancel) {
+    port.PushPieces(
+        {Event(Address(0x51), Name32("First")), Event(Address(0x61), Name32("Next")), kEnd});
+    EXPECT_EQ(com.PollInquiry(), 1);
+    for (int poll = 0; poll < 3; ++poll)
+        EXPECT_EQ(com.PollInquiry(), 1) << poll;
+    EXPECT_EQ(port.reads, 1) << "nothing read while the result waits";
+    EXPECT_EQ(Take(), Taken(0, Cat(Address(0x51), Name32("First"))));
+    EXPECT_EQ(com.PollInquiry(), 1);
+    // After the cancel the polls consume again: the end with a result waiting is 3.
+    port.PushPieces({{0x80, 0x01, 0x01}});
+    EXPECT_EQ(com.CancelInquiry(), 1);
+    EXPECT_EQ(com.PollInquiry(), 3);
+    EXPECT_EQ(Take(), Taken(0, Cat(Address(0x61), Name32("Next"))));
+}
+
+TEST_F(SearchTest, EventsAroundTheCancelAnswerReachTheStopLoop) {
+    // A result before the answer, the end of the search right after it, in one read.
+    const Bytes late = Event(Address(0x71), Name32("Late"), {0x07, 0x08, 0x09});
+    port.Push(Cat(Cat(late, {0x80, 0x01, 0x01}), kEnd));
+    EXPECT_EQ(com.CancelInquiry(), 1);
+    EXPECT_EQ(com.PollInquiry(), 1);
+    EXPECT_EQ(com.PollInquiry(), 3);
+    EXPECT_EQ(port.reads, 1);
+    uint32_t cod = 0;
+    Bytes bytes(38);
+    EXPECT_EQ(com.TakeInquiryResult(bytes.data(), bytes.data() + 6, &cod), 0);
+    EXPECT_EQ(bytes, Cat(Address(0x71), Name32("Late")));
+    EXPECT_EQ(cod, 0x070809u);
+    // A cancelled pairing: its event comes before the answer.
+    port.Push({0x65, 0x01, 0xE2, 0x80, 0x01, 0x01});
+    EXPECT_EQ(com.CancelInquiry(), 1);
+    EXPECT_EQ(com.PollPairingStatus(), 4);
+}
+
+TEST_F(SearchTest, ACommandDropsKeptStaleBytesButQueuesKeptEvents) {
+    // Kept after a poll's frame: a stale answer, an event, the end and the start
+    // of an answer. The probe gets its own answer and the events still count.
+    const Bytes ev = Event(Address(0x81));
+    port.Push(Cat(Cat(Cat(Cat({0x65, 0x01, 0x03}, {0x01, 0x01, 0x07}), ev), kEnd), {0x13, 0x02}));
+    EXPECT_EQ(com.PollPairingStatus(), 0) << "status 3 changes nothing";
+    Reply(0x01, 0x09);
+    EXPECT_EQ(com.CheckConnection(), 1);
+    EXPECT_EQ(Sent(), Bytes({0x01, 0x04, 0xFF, 0x00, 0x55, 0xAA}));
+    EXPECT_EQ(com.PollInquiry(), 1);
+    EXPECT_EQ(Take(), Taken(0, Cat(Address(0x81), Bytes(32, 0))));
+    EXPECT_EQ(com.PollInquiry(), 2);
+    EXPECT_FALSE(port.HasPending());
+
+    // The start of an event stays for its rest, which comes before the answer.
+    ASSERT_EQ(com.StartInquiry(12, kCod, true), 0);
+    port.Push(Cat({0x65, 0x01, 0xE0}, Bytes(ev.begin(), ev.begin() + 5)));
+    EXPECT_EQ(com.PollPairingStatus(), 2);
+    port.Push(Cat(Bytes(ev.begin() + 5, ev.end()), {0x12, 0x02, 0x01, 0x02}));
+    uint8_t mode = 0;
+    EXPECT_EQ(com.GetDeviceMode(mode), 0);
+    EXPECT_EQ(mode, 2);
+    EXPECT_EQ(com.PollInquiry(), 1);
+    EXPECT_EQ(Take(), Taken(0, Cat(Address(0x81), Bytes(32, 0))));
+    // A new search drops the queued events of the one before.
+    port.Push(Cat(ev, {0x12, 0x02, 0x01, 0x01}));
+    EXPECT_EQ(com.GetDeviceMode(mode), 0);
+    EXPECT_EQ(com.StartInquiry(12, kCod, true), 0);
+    EXPECT_EQ(com.PollInquiry(), 0);
 }
 
 using PairingTest = ProtocolTest;

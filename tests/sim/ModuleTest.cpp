@@ -9,6 +9,7 @@
 #include <iterator>
 #include <memory>
 #include <random>
+#include <set>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -189,12 +190,14 @@ TEST(Module, AnswerIsPacedAtTheLineSpeedAfterTheAnswerDelay) {
     EXPECT_NEAR(t.back(), 20 + 17 * byteMs, 0.15);
 }
 
-Bytes Found(size_t i) {
-    const sim::RemoteDevice d = sim::BuiltInDevices()[i];
+Bytes Found(const sim::RemoteDevice& d) {
     const Bytes cod{uint8_t(d.classOfDevice >> 16), uint8_t(d.classOfDevice >> 8),
                     uint8_t(d.classOfDevice)};
     return Cat(Cat(Cat(Cat(Bytes{0x60, 42, 1}, d.address), d.name), Bytes(32 - d.name.size(), 0)),
                cod);
+}
+Bytes Found(size_t i) {
+    return Found(sim::BuiltInDevices()[i]);
 }
 
 TEST(Module, SearchReportsTheDevicesOfTheClassAskedForThenEnds) {
@@ -210,6 +213,41 @@ TEST(Module, SearchReportsTheDevicesOfTheClassAskedForThenEnds) {
     t.clear();
     ASSERT_EQ(rig.Exchange({0x80, 0}, 1500, &t), (Bytes{0x80, 1, 1, 0x60, 0}));
     EXPECT_GE(t[3] - t[2], sim::VirtualModule::kEventGapMs);
+}
+
+TEST(Module, GeneratedDevicesAnswerInGroupsBackToBackWithinTheSpread) {
+    const std::vector<sim::RemoteDevice> devices = sim::GeneratedDevices(20);
+    std::set<sim::Address> addresses;
+    std::set<size_t> lengths;
+    std::set<uint32_t> majors;
+    for (const sim::RemoteDevice& d : devices) {
+        addresses.insert(d.address);
+        lengths.insert(d.name.size());
+        majors.insert(d.classOfDevice >> 8 & 0x1f);
+    }
+    EXPECT_EQ(addresses.size(), 20u);
+    EXPECT_EQ(*lengths.rbegin(), 32u);
+    EXPECT_GE(lengths.size(), 6u);
+    EXPECT_GE(majors.size(), 6u);
+    EXPECT_EQ(devices[2].name, "Warehouse Dispatch Label Printer");
+
+    // Six devices in two groups of three within the first 600 ms of 1200: the
+    // groups at 200 and 400 ms, the events of a group with no gap between them.
+    ModuleRig rig("--devices generated:6 --back-to-back 3 --search-spread 600 --search-time 1200");
+    std::vector<double> t;
+    Bytes want;
+    for (size_t i = 0; i < 6; ++i)
+        want = Cat(want, Found(devices[i]));
+    ASSERT_EQ(rig.Exchange(kSearch, 1300, &t, 100), Cat(want, Bytes{0x60, 0}));
+    const double byteMs = 10.0 / 38.4, start = 8 * byteMs; // when the request is in
+    for (const size_t group : {0, 3}) {
+        const size_t first = group * 44;
+        EXPECT_NEAR(t[first], start + (group == 0 ? 200 : 400) + byteMs, 0.15) << group;
+        EXPECT_NEAR(t[first + 44] - t[first + 43], byteMs, 0.15) << group;
+        EXPECT_NEAR(t[first + 88] - t[first + 87], byteMs, 0.15) << group;
+    }
+    EXPECT_NEAR(t[264], start + 1202 + byteMs, 0.15)
+        << "the end still comes after the whole search";
 }
 
 TEST(Module, GarbageAndSplitFaults) {
@@ -237,7 +275,8 @@ TEST(SimOptions, BadOptionsAreRefusedWithAReason) {
         "--pairing=timeout@x --baud=12 --answer-delay=-1 --search-time=5 --devices=/nonexistent "
         "--link= --fault= --fault=loud --fault=silent: --fault=silent:0x40=1 --fault=silent:256 "
         "--fault=opcode:0x40 --fault=status:0x40=256 --fault=garbage:0x40=0 "
-        "--fault=delay:0x40=1e3 --frobnicate extra");
+        "--fault=delay:0x40=1e3 --search-spread=-1 --back-to-back=0 --devices=generated:1001 "
+        "--devices=generated:x --frobnicate extra");
     for (std::string option; bad >> option;) {
         sim::SimOptions o;
         std::string error;
