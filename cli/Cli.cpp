@@ -6,7 +6,9 @@
 #include "TextBar.h"
 #include "mSerial.h"
 
+#include <algorithm>
 #include <cerrno>
+#include <chrono>
 #include <cstdio>
 #include <cstring>
 #include <ostream>
@@ -27,6 +29,39 @@ const char* const kProgram = "btconf-cli";
 // at most this many reads.
 constexpr int kStaleBytes = 100;
 constexpr int kStaleReads = 20;
+
+using Clock = std::chrono::steady_clock;
+using Address = std::array<uint8_t, 6>;
+
+// A search as the window runs it: duration 12, every class of device.
+constexpr int32_t kSearchDuration = 12;
+// Overall time limits (seconds) unless --time-limit gives one: the module's
+// own search of duration 12 lasts about 15 s; a pairing waits for a person at
+// the remote device.
+constexpr int kSearchLimit = 30;
+constexpr int kPairingLimit = 120;
+constexpr int kTimeLimitMax = 3600;
+// After a cancel, how long the module is given to report the end.
+constexpr auto kAbortWait = std::chrono::seconds(3);
+// A search lists at most this many devices; further results are ignored.
+constexpr std::size_t kMaxDevices = 20;
+constexpr std::size_t kPasskeyMax = 16;
+
+// The pairing's own outcome texts, by pairing state 2 to 5.
+const char* PairingText(int32_t state) {
+    switch (state) {
+    case 2:
+        return "Pairing failed due to timeout";
+    case 3:
+        return "Pairing failed";
+    case 4:
+        return "Pairing canceled";
+    case 5:
+        return "Pairing error";
+    default:
+        return "Pairing failed";
+    }
+}
 
 const char* const kNotFound[] = {
     "Norvane Bluetooth unit not found!",
@@ -243,6 +278,13 @@ int CheckCommand(const std::string& path, Console& console) {
     settings.AssumeEveryGroup();
     TakenLines taken;
     if (settings.LoadFile(bytes, &taken) == 0) return NoSettings(path, console.err);
+    // Whether the module is paired is the module's, never the file's; for the
+    // check, the module the file was saved from stands in, paired as its
+    // information line says.
+    std::string paired;
+    Address address{};
+    if (TakeConfigValue("Device paired with", bytes, paired) && btaddress::Parse(paired, address))
+        settings.SetPairedAddress(address);
     for (const std::string& line : taken)
         console.out << line << "\n";
     console.out << std::flush;
@@ -254,14 +296,219 @@ int CheckCommand(const std::string& path, Console& console) {
     return kSuccess;
 }
 
-// The command line taken apart: the words, the output file, and whether help was asked for.
+// A one-line status on a terminal (what the window shows in its status bar),
+// wiped when it goes away.
+class StatusLine {
+  public:
+    StatusLine(std::ostream& err, bool shown, const std::string& text) : err(err), shown(shown) {
+        if (shown) err << text << std::flush;
+        width = text.size();
+    }
+    ~StatusLine() { Clear(); }
+    StatusLine(const StatusLine&) = delete;
+    StatusLine& operator=(const StatusLine&) = delete;
+    void Clear() {
+        if (shown && width > 0) err << '\r' << std::string(width, ' ') << '\r' << std::flush;
+        width = 0;
+    }
+
+  private:
+    std::ostream& err;
+    bool shown;
+    std::size_t width;
+};
+
+// While it lives, a read of the port waits up to kEventReadMs for the first
+// byte and then returns 10 ms after the last one: an event frame (at most 44
+// bytes, with a quiet gap after it) then comes whole in one read, and is never
+// cut in two by the short time-out of a poll. Waiting costs no processor time.
+class WholeEventReads {
+  public:
+    static constexpr int32_t kEventReadMs = 250;
+    explicit WholeEventReads(mSerial& port) : port(port), saved(port.ReadTimeout) {
+        port.ReadTimeout = kEventReadMs;
+    }
+    ~WholeEventReads() { port.ReadTimeout = saved; }
+    WholeEventReads(const WholeEventReads&) = delete;
+    WholeEventReads& operator=(const WholeEventReads&) = delete;
+
+  private:
+    mSerial& port;
+    int32_t saved;
+};
+
+// A device's name as the module sent it (up to its first zero byte), with
+// control characters shown as \xNN so that they never reach the terminal.
+std::string NameText(const uint8_t (&name)[32]) {
+    std::string text;
+    for (uint8_t c : name) {
+        if (c == 0) break;
+        if (c < 0x20 || c == 0x7f || (c >= 0x80 && c < 0xa0)) {
+            char escaped[8];
+            std::snprintf(escaped, sizeof escaped, "\\x%02x", c);
+            text += escaped;
+        } else {
+            text.push_back(char(c));
+        }
+    }
+    return text;
+}
+
+int SearchCommand(const std::string& device, int limitSeconds, Console& console) {
+    Link link;
+    if (const int status = link.Open(device, console.err)) return status;
+    Communicator& comm = link.comm;
+    const uint8_t everyClass[4] = {};
+    comm.StartInquiry(kSearchDuration, everyClass, true);
+    StatusLine status(console.err, console.progress, "Searching...");
+
+    std::vector<Address> listed;
+    // Takes the result the last poll reported (one at a time, as it came) and
+    // lists it unless it is there already or the list is full.
+    auto take = [&] {
+        while (comm.foundCount > 0) {
+            Address address{};
+            uint8_t name[32] = {};
+            uint32_t classOfDevice = 0;
+            if (comm.TakeInquiryResult(address.data(), name, &classOfDevice) < 0) break;
+            if (listed.size() >= kMaxDevices ||
+                std::find(listed.begin(), listed.end(), address) != listed.end())
+                continue;
+            listed.push_back(address);
+            char cod[16];
+            std::snprintf(cod, sizeof cod, "0x%06x", unsigned(classOfDevice & 0xffffff));
+            status.Clear();
+            console.out << btaddress::Text(address) << "  " << NameText(name) << "  " << cod << "\n"
+                        << std::flush;
+        }
+    };
+    // Polls until the module ends the search (2 or 3) or the time is up.
+    auto pollUntil = [&](Clock::time_point deadline) {
+        WholeEventReads whole(link.port);
+        while (Clock::now() < deadline) {
+            const int32_t state = comm.PollInquiry();
+            if (state == 1 || state == 3) take();
+            if (state == 2 || state == 3) return true;
+        }
+        return false;
+    };
+
+    if (!pollUntil(Clock::now() + std::chrono::seconds(limitSeconds))) {
+        comm.CancelInquiry(); // its answer does not matter: the end of the search does
+        const bool ended = pollUntil(Clock::now() + kAbortWait);
+        status.Clear();
+        if (!ended) {
+            Say(console.err, "The search did not end",
+                {"The module reported no end of the search, not even after it was canceled."});
+            return kCommunication;
+        }
+        Say(console.err, "Search canceled after " + std::to_string(limitSeconds) +
+                             (limitSeconds == 1 ? " second" : " seconds"));
+    }
+    status.Clear();
+    if (listed.empty()) Say(console.err, "No device found");
+    return kSuccess;
+}
+
+// A pairing: local-initiated with the remote device's address, or waiting for
+// the remote device; the module's paired address on success.
+int PairCommand(const std::string& device, bool remoteInitiates, const Address& address,
+                const std::string& passkey, int limitSeconds, Console& console) {
+    Link link;
+    if (const int status = link.Open(device, console.err)) return status;
+    Communicator& comm = link.comm;
+    const int32_t started = comm.StartPairing(remoteInitiates ? 1 : 0, address.data(),
+                                              reinterpret_cast<const uint8_t*>(passkey.data()),
+                                              uint32_t(passkey.size()));
+    if (started != 0) {
+        Say(console.err, "Pairing could not be started",
+            {"The reason was: " + comm.GetErrorText(started)});
+        return kCommunication;
+    }
+
+    int32_t state = 0;
+    {
+        StatusLine status(console.err, console.progress,
+                          remoteInitiates ? "Waiting for remote device to pair" : "Pairing...");
+        auto pollUntil = [&](Clock::time_point deadline) {
+            WholeEventReads whole(link.port);
+            while (state == 0 && Clock::now() < deadline)
+                state = comm.PollPairingStatus();
+        };
+        pollUntil(Clock::now() + std::chrono::seconds(limitSeconds));
+        if (state == 0) {
+            // The module is told to stop and answers with the canceled outcome.
+            comm.CancelInquiry();
+            pollUntil(Clock::now() + kAbortWait);
+            status.Clear();
+            Say(console.err, "No pairing outcome within " + std::to_string(limitSeconds) +
+                                 (limitSeconds == 1 ? " second" : " seconds"));
+            if (state == 0) {
+                Say(console.err, "The pairing did not end",
+                    {"The module reported no outcome, not even after it was canceled."});
+                return kCommunication;
+            }
+        }
+    }
+    if (state != 1) {
+        Say(console.err, PairingText(state));
+        return kPairing;
+    }
+
+    Address paired{};
+    const int32_t result = comm.GetPairedDevice(paired.data());
+    if (result != 0) {
+        Failure failure;
+        failure.category = "communication";
+        failure.headline = "Could not read parameter";
+        failure.errorCode = 0x162;
+        failure.description = {
+            "A communication error occured when reading information from the device.",
+            "The reason was: " + comm.GetErrorText(result)};
+        Report(console.err, failure);
+        return kCommunication;
+    }
+    console.out << "Paired with " << btaddress::Text(paired) << "\n" << std::flush;
+    return kSuccess;
+}
+
+// The command line taken apart: the words, the options, and whether help was asked for.
 struct CommandLine {
     std::vector<std::string> words;
     std::string output;
     bool hasOutput = false;
+    std::string passkey;
+    bool hasPasskey = false;
+    std::string timeLimit;
+    bool hasTimeLimit = false;
     bool help = false;
     std::string error; // what is wrong with it, when something is
 };
+
+// "--name VALUE" or "--name=VALUE" (and short, "-o VALUE"): true when args[i]
+// is the option; its value (or the complaint) is then taken, i moves past it.
+bool TakeOption(const std::vector<std::string>& args, std::size_t& i, const char* shortName,
+                const char* longName, const char* what, std::string& value, bool& given,
+                std::string& error) {
+    const std::string& a = args[i];
+    const std::string withValue = std::string(longName) + "=";
+    const bool separate = a == longName || (shortName != nullptr && a == shortName);
+    if (!separate && a.rfind(withValue, 0) != 0) return false;
+    std::string v;
+    if (separate) {
+        if (i + 1 == args.size()) {
+            if (error.empty()) error = "option " + a + " needs " + what;
+            return true;
+        }
+        v = args[++i];
+    } else {
+        v = a.substr(withValue.size());
+    }
+    if (error.empty() && given) error = std::string("option ") + longName + " is given twice";
+    value = v;
+    given = true;
+    return true;
+}
 
 CommandLine Parse(const std::vector<std::string>& args) {
     CommandLine line;
@@ -289,6 +536,10 @@ CommandLine Parse(const std::vector<std::string>& args) {
             if (line.error.empty() && value.empty()) line.error = "the output file name is empty";
             line.output = value;
             line.hasOutput = true;
+        } else if (TakeOption(args, i, nullptr, "--passkey", "a passkey", line.passkey,
+                              line.hasPasskey, line.error) ||
+                   TakeOption(args, i, nullptr, "--time-limit", "a number of seconds",
+                              line.timeLimit, line.hasTimeLimit, line.error)) {
         } else if (line.error.empty()) {
             line.error = "unknown option \"" + a + "\"";
         }
@@ -301,6 +552,13 @@ std::string Misuse(const CommandLine& line) {
     if (line.words.empty()) return "no command given";
     const std::string& command = line.words[0];
     const std::size_t count = line.words.size() - 1;
+    const bool pair = command == "pair", waitPair = command == "wait-pair";
+    const bool remote = command == "search" || pair || waitPair;
+    const bool local =
+        command == "help" || command == "read" || command == "write" || command == "check";
+    if (!remote && !local) return "unknown command \"" + command + "\"";
+    if (local && line.hasPasskey) return command + " takes no --passkey";
+    if (local && line.hasTimeLimit) return command + " takes no --time-limit";
     if (command == "help") return count == 0 ? "" : "help takes no arguments";
     if (command == "read") {
         if (count != 1) return count == 0 ? "read needs a DEVICE" : "read takes one DEVICE";
@@ -317,7 +575,26 @@ std::string Misuse(const CommandLine& line) {
         if (line.hasOutput) return "check takes no -o";
         return "";
     }
-    return "unknown command \"" + command + "\"";
+    if (command == "search" && count != 1) return "search needs one DEVICE";
+    if (pair && count != 2) return "pair needs a DEVICE and an ADDRESS";
+    if (waitPair && count != 1) return "wait-pair needs one DEVICE";
+    if (line.hasOutput) return command + " takes no -o";
+    Address address{};
+    if (pair && !ParseAddressArgument(line.words[2], address))
+        return "ADDRESS \"" + line.words[2] +
+               "\" is not six bytes such as 00:1b:dc:0f:52:a7, 001bdc0f52a7 or "
+               "\"00 1b dc 0f 52 a7\"";
+    if (command == "search" && line.hasPasskey) return "search takes no --passkey";
+    if ((pair || waitPair) && !line.hasPasskey) return command + " needs --passkey KEY";
+    if (line.hasPasskey && (line.passkey.empty() || line.passkey.size() > kPasskeyMax))
+        return "the passkey must have 1-16 characters";
+    if (line.hasTimeLimit) {
+        const long long seconds = FileNumber(line.timeLimit);
+        if (line.timeLimit.empty() || line.timeLimit[0] == '+' || seconds < 1 ||
+            seconds > kTimeLimitMax)
+            return "--time-limit takes 1 to 3600 seconds";
+    }
+    return "";
 }
 
 } // namespace
@@ -328,6 +605,37 @@ std::string Misuse(const CommandLine& line) {
 // time-out, as the window does after opening. A quiet line costs no wait. A
 // line that never goes quiet is left after kStaleReads reads (the probe then
 // finds no module).
+bool ParseAddressArgument(const std::string& text, std::array<uint8_t, 6>& address) {
+    // Twelve digits, or six pairs with one kind of separator between them.
+    std::string digits;
+    if (text.size() == 12) {
+        digits = text;
+    } else if (text.size() == 17 && (text[2] == ':' || text[2] == ' ')) {
+        for (std::size_t i = 0; i < text.size(); ++i) {
+            if (i % 3 != 2)
+                digits.push_back(text[i]);
+            else if (text[i] != text[2])
+                return false;
+        }
+    } else {
+        return false;
+    }
+    auto value = [](char c) {
+        if (c >= '0' && c <= '9') return c - '0';
+        if (c >= 'a' && c <= 'f') return c - 'a' + 10;
+        if (c >= 'A' && c <= 'F') return c - 'A' + 10;
+        return -1;
+    };
+    Address parsed{};
+    for (std::size_t i = 0; i < 12; ++i) {
+        const int v = value(digits[i]);
+        if (v < 0) return false;
+        parsed[i / 2] = uint8_t(parsed[i / 2] << 4 | v);
+    }
+    address = parsed;
+    return true;
+}
+
 void DropStaleBytes(mSerial& port) {
     uint8_t stale[kStaleBytes];
     const int32_t quietMs = port.ReadTimeout;
@@ -342,11 +650,16 @@ std::string Usage() {
     return "Usage: btconf-cli read DEVICE -o FILE\n"
            "       btconf-cli write DEVICE FILE\n"
            "       btconf-cli check FILE\n"
+           "       btconf-cli search DEVICE [--time-limit SECONDS]\n"
+           "       btconf-cli pair DEVICE ADDRESS --passkey KEY [--time-limit SECONDS]\n"
+           "       btconf-cli wait-pair DEVICE --passkey KEY [--time-limit SECONDS]\n"
            "       btconf-cli --help\n"
            "\n"
            "Reads the settings of a Norvane Bluetooth serial-port adapter module on the\n"
            "serial device DEVICE into a configuration file, writes such a file onto the\n"
            "module, or checks a file. The file is the same as File > Save of the window.\n"
+           "Searches for remote Bluetooth devices through the module, and pairs the\n"
+           "module with one.\n"
            "\n"
            "Commands:\n"
            "  read DEVICE -o FILE  read every setting of the module and save it to FILE\n"
@@ -355,10 +668,19 @@ std::string Usage() {
            "                       them and write them to the module\n"
            "  check FILE           print the settings FILE holds (\"Key: value\") and\n"
            "                       check them\n"
+           "  search DEVICE        search for remote devices and print each one found:\n"
+           "                       address, name, class of device\n"
+           "  pair DEVICE ADDRESS  pair the module with the remote device at ADDRESS\n"
+           "                       (00:1b:dc:0f:52:a7, 001bdc0f52a7 or \"00 1b dc 0f 52 a7\")\n"
+           "                       and print the address it is then paired with\n"
+           "  wait-pair DEVICE     let the module wait for a remote device to pair with it\n"
            "  help                 print this text\n"
            "\n"
            "Options:\n"
            "  -o, --output FILE    the file that read saves to\n"
+           "  --passkey KEY        the pairing's passkey, 1 to 16 characters\n"
+           "  --time-limit SECONDS give up a search or a pairing after SECONDS (1 to\n"
+           "                       3600; default 30 for a search, 120 for a pairing)\n"
            "  -h, --help           print this text\n"
            "\n"
            "Exit status:\n"
@@ -367,7 +689,8 @@ std::string Usage() {
            "  3  the port cannot be opened, or no module answers\n"
            "  4  a setting could not be read from or written to the module\n"
            "  5  the file is refused or holds no settings, or a value is not valid\n"
-           "  6  the output file cannot be written\n";
+           "  6  the output file cannot be written\n"
+           "  7  the pairing timed out, failed, ended in an error or was canceled\n";
 }
 
 int Run(const std::vector<std::string>& args, Console& console) {
@@ -389,7 +712,16 @@ int Run(const std::vector<std::string>& args, Console& console) {
     }
     if (w[0] == "read") return ReadCommand(w[1], line.output, console);
     if (w[0] == "write") return WriteCommand(w[1], w[2], console);
-    return CheckCommand(w[1], console);
+    if (w[0] == "check") return CheckCommand(w[1], console);
+    const bool search = w[0] == "search";
+    const int limit = line.hasTimeLimit ? int(FileNumber(line.timeLimit))
+                      : search          ? kSearchLimit
+                                        : kPairingLimit;
+    if (search) return SearchCommand(w[1], limit, console);
+    Address address{};
+    const bool remoteInitiates = w[0] == "wait-pair";
+    if (!remoteInitiates) ParseAddressArgument(w[2], address);
+    return PairCommand(w[1], remoteInitiates, address, line.passkey, limit, console);
 }
 
 } // namespace cli

@@ -1,9 +1,12 @@
 // The command-line tool: reads every setting of a module into a configuration
 // file, writes a file onto a module, and checks a file, with the same settings
-// groups, file text and error texts as the window. btconf-cli's main hands its
+// groups, file text and error texts as the window; searches for remote devices
+// and pairs the module with one. btconf-cli's main hands its
 // arguments and streams to Run; a test or a benchmark can call Run the same way.
 #pragma once
 
+#include <array>
+#include <cstdint>
 #include <iosfwd>
 #include <string>
 #include <vector>
@@ -20,6 +23,7 @@ enum ExitStatus : int {
     kCommunication = 4, // a read or write of a setting failed on the line
     kInvalid = 5,       // the file is refused, holds no settings, or a value is not valid
     kCannotSave = 6,    // the output file cannot be written
+    kPairing = 7,       // the pairing timed out, failed, ended in an error or was canceled
 };
 
 struct Console {
@@ -34,6 +38,11 @@ int Run(const std::vector<std::string>& args, Console& console);
 
 // The text of --help.
 std::string Usage();
+
+// A remote device's address as a person types it: "00:1b:dc:0f:52:a7",
+// "001bdc0f52a7" or "00 1b dc 0f 52 a7" (hexadecimal digits of either case).
+// false leaves address as it was.
+bool ParseAddressArgument(const std::string& text, std::array<uint8_t, 6>& address);
 
 // Throws away whatever waits on a port just opened, so that it is not taken for
 // an answer; waits for the line to go quiet only when something was there.

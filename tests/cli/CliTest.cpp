@@ -116,16 +116,18 @@ struct Module {
 
 const std::string kProbe = "01 04 ff 00 55 aa";
 // The probe and the reads of a read-all of the default module: General, Serial
-// port, then the advanced groups.
+// port, Endpoint, Connecting, then the advanced groups.
 const std::string kReads =
-    kProbe + ", 40 00, 41 00, 1c 00, 1e 00, 42 00, 14 00, d8 00, c8 00, ca 00, c4 00, "
+    kProbe + ", 40 00, 41 00, 1c 00, 1e 00, 42 00, 14 00, d8 00, 12 00, 62 00, 18 00, 66 00, "
+             "68 00, 12 00, 62 00, 16 00, 66 00, c8 00, ca 00, c4 00, "
              "c6 00, d2 00, d4 00, c0 00, cc 00, d6 00, c2 00, da 00, f0 00, f2 00, "
              "f3 00, f5 00, f6 00";
 const std::string kIdentity = "NVM-220 (Bluetooth address 02 4e 56 4d 00 03)";
 
 // What the window saves for a module as nvmsim starts it (code3-3.02, default
 // settings): name, service, identity, 38400 8N1, no flow control, user-defined
-// speed off; both scans on, no power save, no SCO, class of device 0x001f00,
+// speed off; endpoint mode without authentication from any device, not paired;
+// both scans on, no power save, no SCO, class of device 0x001f00,
 // link time-out on, no quality of service. The last section ends without blank lines.
 const std::string kDefaultFile =
     "# Configuration file saved by Norvane Configuration Software 3.01\r\n\r\n\r\n"
@@ -145,6 +147,19 @@ const std::string kDefaultFile =
     "Serial flow control: Off\r\n"
     "User defined baudrate: No\r\n"
     "Value user define baudrate: 0\r\n\r\n\r\n"
+    "# Device mode\r\n"
+    "Device mode: Endpoint\r\n\r\n\r\n"
+    "# Endpoint settings\r\n"
+    "Endpoint Security mode: No authentication\r\n"
+    "Accepted address: Allow all\r\n"
+    "Require encryption when require pincode: No\r\n"
+    "Passkey: 0000\r\n"
+    "Require encryption when paired: No\r\n"
+    "Device not paired\r\n\r\n\r\n"
+    "# Connecting settings\r\n"
+    "Connecting security mode: Connect without passkey\r\n"
+    "Connect to address: 00 00 00 00 00 00\r\n"
+    "Require encryption when connecting paired: No\r\n\r\n\r\n"
     "# Scan and Output power settings\r\n"
     "Inquiry scan enabled: Yes\r\n"
     "Inquiry scan interval: 2048\r\n"
@@ -178,16 +193,20 @@ std::string Replace(std::string text, const std::vector<std::pair<std::string, s
     return text;
 }
 
-// The default file with the names and every serial setting changed.
-const std::string kChangedFile = Replace(kDefaultFile, {{"Norvane NVM-220\r", "Line 4 Scanner\r"},
-                                                        {"Serial Port\r", "COM Bridge\r"},
-                                                        {"38400\r", "115200\r"},
-                                                        {"parity: None\r", "parity: Even\r"},
-                                                        {"databits: 8\r", "databits: 7\r"},
-                                                        {"stopbits: 1\r", "stopbits: 2\r"},
-                                                        {"control: Off\r", "control: On\r"},
-                                                        {"baudrate: No\r", "baudrate: Yes\r"},
-                                                        {"baudrate: 0\r", "baudrate: 4096\r"}});
+// The default file with the names, every serial setting and the device mode
+// changed, and an address to connect to.
+const std::string kChangedFile =
+    Replace(kDefaultFile, {{"Norvane NVM-220\r", "Line 4 Scanner\r"},
+                           {"Serial Port\r", "COM Bridge\r"},
+                           {"38400\r", "115200\r"},
+                           {"parity: None\r", "parity: Even\r"},
+                           {"databits: 8\r", "databits: 7\r"},
+                           {"stopbits: 1\r", "stopbits: 2\r"},
+                           {"control: Off\r", "control: On\r"},
+                           {"baudrate: No\r", "baudrate: Yes\r"},
+                           {"baudrate: 0\r", "baudrate: 4096\r"},
+                           {"mode: Endpoint\r", "mode: Connecting\r"},
+                           {"address: 00 00 00 00 00 00\r", "address: 00 1b dc 0f 52 a7\r"}});
 
 const std::string kNotFound = "btconf-cli: Norvane Bluetooth unit not found!\n"
                               "Please ensure that you have selected the correct com port\n"
@@ -244,14 +263,15 @@ TEST(Write, PutsTheFileOnTheModuleAndAReadBackGivesTheSameFile) {
     o = Cli({"write", module.device, path});
     EXPECT_EQ(o.status, 0) << o.err;
     EXPECT_EQ(o.err, "");
-    EXPECT_EQ(o.out, "Wrote 26 settings from " + path + " to " + kIdentity + "\n");
+    EXPECT_EQ(o.out, "Wrote 34 settings from " + path + " to " + kIdentity + "\n");
     // Name and service with their terminating zero; serial bytes in the order
-    // rate, flow, parity, data bits, stop bits; user-defined on, 4096; then the
-    // advanced groups as they were.
+    // rate, flow, parity, data bits, stop bits; user-defined on, 4096; the
+    // connecting mode with its address; then the advanced groups as they were.
     EXPECT_EQ(module.Heard(),
               kReads + ", 1d 0f 4c 69 6e 65 20 34 20 53 63 61 6e 6e 65 72 00, "
                        "1f 0b 43 4f 4d 20 42 72 69 64 67 65 00, 15 05 07 01 02 07 02, "
-                       "d9 03 01 10 00, c9 08 00 00 00 00 00 00 00 00, cb 04 00 00 00 00, "
+                       "d9 03 01 10 00, 13 01 01, 17 06 00 1b dc 0f 52 a7, 67 03 00 00 00, "
+                       "c9 08 00 00 00 00 00 00 00 00, cb 04 00 00 00 00, "
                        "c5 04 08 00 00 12, c7 04 08 00 00 12, d5 02 00 14, d3 02 00 04, "
                        "c1 01 01, cd 04 00 00 1f 00, d7 01 00, c3 02 7d 00, "
                        "db 05 00 00 00 00 00, f1 03 00 00 00, f4 02 00 0a, f7 02 00 04");
@@ -363,22 +383,192 @@ TEST(Usage, HelpGoesToStandardOutputAndMistakesToStandardErrorWithTwo) {
         {{"write", dev}, "write needs a DEVICE and a FILE"},
         {{"write", dev, "x.bcf", "-o", "y.bcf"}, "write takes no -o"},
         {{"check"}, "check needs one FILE"},
+        {{"read", dev, "-o", "x.bcf", "--passkey", "1234"}, "read takes no --passkey"},
+        {{"check", "x.bcf", "--time-limit=5"}, "check takes no --time-limit"},
+        {{"search", dev, "--passkey=1234"}, "search takes no --passkey"},
+        {{"search", dev, "--time-limit", "0"}, "--time-limit takes 1 to 3600 seconds"},
+        {{"search", dev, "--time-limit", "+5"}, "--time-limit takes 1 to 3600 seconds"},
+        {{"search"}, "search needs one DEVICE"},
+        {{"wait-pair", dev}, "wait-pair needs --passkey KEY"},
+        {{"wait-pair", dev, "--passkey", ""}, "the passkey must have 1-16 characters"},
+        {{"pair", dev, "001bdc0f52a7", "--passkey", "0123456789abcdefg"},
+         "the passkey must have 1-16 characters"},
+        {{"pair", dev, "001bdc0f52a7", "--passkey", "1", "--passkey", "2"},
+         "option --passkey is given twice"},
+        {{"pair", dev, "--passkey", "1234"}, "pair needs a DEVICE and an ADDRESS"},
+        {{"pair", dev, "001bdc0f52a", "--passkey", "1234"}, nullptr},
+        {{"pair", dev, "00:1b:dc:0f:52:g7", "--passkey", "1234"}, nullptr},
+        {{"pair", dev, "00:1b:dc 0f:52:a7", "--passkey", "1234"}, nullptr},
+        {{"pair", dev, "00-1b-dc-0f-52-a7", "--passkey", "1234"}, nullptr},
+        {{"pair", dev, "0x1bdc0f52a7", "--passkey", "1234"}, nullptr},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::PrintToString(c.args));
         const Outcome o = Cli(c.args);
-        const std::string& usage = c.complaint ? o.err : o.out;
-        EXPECT_EQ(o.status, c.complaint ? 2 : 0);
-        EXPECT_EQ(c.complaint ? o.out : o.err, "");
+        // A bad address (nullptr with a pair command) is named in the complaint.
+        const std::string address =
+            !c.args.empty() && c.args[0] == "pair" && !c.complaint
+                ? "ADDRESS \"" + c.args[2] +
+                      "\" is not six bytes such as 00:1b:dc:0f:52:a7, 001bdc0f52a7 or \"00 1b dc "
+                      "0f 52 a7\""
+                : "";
+        const char* complaint = address.empty() ? c.complaint : address.c_str();
+        const std::string& usage = complaint ? o.err : o.out;
+        EXPECT_EQ(o.status, complaint ? 2 : 0);
+        EXPECT_EQ(complaint ? o.out : o.err, "");
         // The whole usage text, after the complaint and a blank line.
         const std::string start =
-            (c.complaint ? "btconf-cli: " + std::string(c.complaint) + "\n\n" : "") +
+            (complaint ? "btconf-cli: " + std::string(complaint) + "\n\n" : "") +
             "Usage: btconf-cli read DEVICE -o FILE\n";
-        const std::string end = "  6  the output file cannot be written\n";
+        const std::string end =
+            "  7  the pairing timed out, failed, ended in an error or was canceled\n";
         EXPECT_EQ(usage.substr(0, start.size()), start);
         EXPECT_EQ(usage.size() > end.size() ? usage.substr(usage.size() - end.size()) : "", end);
     }
     EXPECT_EQ(module.Heard(), "") << "a wrong command line never opens the port";
+}
+
+TEST(Search, ListsEveryDeviceWithNameAndClassAndEndsWithinItsTimeLimit) {
+    const std::string devices = Temp("devices");
+    Spit(devices, "00 1b dc 0f 52 a7  Bench Scanner 7  0x1f0104\n"
+                  "02 3c 4d 5e 6f 80  Phone  0x5a020c\n"
+                  "0a 0b 0c 0d 0e 0f  A name of exactly thirty-two byt  0x240404\n");
+    const std::string start = kProbe + ", 60 06 0c 00 00 00 00 01";
+    const struct {
+        Lines module, limit;
+        int status;
+        std::string out, err, heard;
+    } cases[] = {
+        {{"--search-time", "300"},
+         {},
+         0,
+         "00 1b dc 0f 52 a7  Bench Scanner 7  0x1f0104\n02 3c 4d 5e 6f 80  Phone  0x5a020c\n"
+         "0a 0b 0c 0d 0e 0f  A name of exactly thirty-two byt  0x240404\n",
+         "",
+         start},
+        // A search longer than the limit is canceled; the module ends it.
+        {{"--search-time", "600000"},
+         {"--time-limit", "1"},
+         0,
+         "",
+         "btconf-cli: Search canceled after 1 second\nbtconf-cli: No device found\n",
+         start + ", 80 00"},
+        // A module that never reports the end of the search.
+        {{"--fault", "silent:0x60"},
+         {"--time-limit=1"},
+         4,
+         "",
+         "btconf-cli: The search did not end\nThe module reported no end of the search, not even "
+         "after it was canceled.\n",
+         start + ", 80 00"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::PrintToString(c.module));
+        Lines args = c.module;
+        args.insert(args.end(), {"--devices", devices});
+        Module module(args);
+        Lines command{"search", module.device};
+        command.insert(command.end(), c.limit.begin(), c.limit.end());
+        const Outcome o = Cli(command);
+        EXPECT_EQ(o.status, c.status);
+        EXPECT_EQ(o.out, c.out);
+        EXPECT_EQ(o.err, c.err);
+        EXPECT_EQ(module.Heard(), c.heard);
+        EXPECT_LT(o.seconds, c.limit.empty() ? 1.5 : 5.0);
+    }
+    std::remove(devices.c_str());
+}
+
+TEST(Pair, ReportsTheOutcomeAndThePairedAddress) {
+    const std::string started = kProbe + ", 64 0b 00 1b dc 0f 52 a7 4b 33 79 39 21";
+    const struct {
+        const char* pairing; // nvmsim's --pairing
+        Lines args;          // after the device
+        int status;
+        std::string out, err, heard;
+    } cases[] = {
+        {"complete@50",
+         {"00:1b:dc:0f:52:a7", "--passkey", "K3y9!"},
+         0,
+         "Paired with 00 1b dc 0f 52 a7\n",
+         "",
+         started + ", 62 00"},
+        {"complete@50",
+         {"001BDC0F52A7", "--passkey=K3y9!"},
+         0,
+         "Paired with 00 1b dc 0f 52 a7\n",
+         "",
+         started + ", 62 00"},
+        {"timeout@50",
+         {"00 1b dc 0f 52 a7", "--passkey", "K3y9!"},
+         7,
+         "",
+         "btconf-cli: Pairing failed due to timeout\n",
+         started},
+        {"failed@50",
+         {"001bdc0f52a7", "--passkey", "K3y9!"},
+         7,
+         "",
+         "btconf-cli: Pairing failed\n",
+         started},
+        {"error@50",
+         {"001bdc0f52a7", "--passkey", "K3y9!"},
+         7,
+         "",
+         "btconf-cli: Pairing error\n",
+         started},
+        // No outcome within the limit: the pairing is aborted and the module cancels it.
+        {"complete@600000",
+         {"001bdc0f52a7", "--passkey", "K3y9!", "--time-limit", "1"},
+         7,
+         "",
+         "btconf-cli: No pairing outcome within 1 second\nbtconf-cli: Pairing canceled\n",
+         started + ", 80 00"},
+        // The module waits for the remote side (the first device it knows).
+        {"complete@50",
+         {"--passkey", "0123456789abcdef"},
+         0,
+         "Paired with 02 1a 7d 3c 11 01\n",
+         "",
+         kProbe + ", 63 10 30 31 32 33 34 35 36 37 38 39 61 62 63 64 65 66, 62 00"},
+        {"error@50",
+         {"--passkey", "12"},
+         7,
+         "",
+         "btconf-cli: Pairing error\n",
+         kProbe + ", 63 02 31 32"},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(testing::PrintToString(c.args) + c.pairing);
+        Module module({"--pairing", c.pairing});
+        // Without an address first, the module waits for the remote side.
+        Lines command{c.args[0].rfind("--", 0) == 0 ? "wait-pair" : "pair", module.device};
+        command.insert(command.end(), c.args.begin(), c.args.end());
+        const Outcome o = Cli(command);
+        EXPECT_EQ(o.status, c.status);
+        EXPECT_EQ(o.out, c.out);
+        EXPECT_EQ(o.err, c.err);
+        EXPECT_EQ(module.Heard(), c.heard);
+        EXPECT_LT(o.seconds, 5.0);
+    }
+
+    // A file saved from a paired module says so; check takes it as paired.
+    Module module({"--pairing", "complete@50"});
+    ASSERT_EQ(Cli({"pair", module.device, "001bdc0f52a7", "--passkey", "1"}).status, 0);
+    const std::string file = Replace(Cli({"read", module.device, "-o", "-"}).out,
+                                     {{"Device mode: Endpoint", "Device mode: Connecting"},
+                                      {"passkey\r", "Connect to paired device\r"}});
+    EXPECT_NE(file.find("Device paired with: 00 1b dc 0f 52 a7\r\n"), std::string::npos);
+    const std::string path = Temp("paired.bcf");
+    Spit(path, file);
+    EXPECT_EQ(Cli({"check", path}).status, 0);
+    Spit(path, Replace(file, {{"Device paired with: 00 1b dc 0f 52 a7", "Device not paired"}}));
+    const Outcome o = Cli({"check", path});
+    EXPECT_EQ(o.status, 5);
+    EXPECT_EQ(o.err, "btconf-cli: Error - Invalid input value\nError: Invalid connecting security "
+                     "setting\nThe device is configured to connect to paired device, but the "
+                     "device is not paired\n");
+    std::remove(path.c_str());
 }
 
 // (With standard error on a file, the Read and Write tests see no bar.)
