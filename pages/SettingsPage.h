@@ -4,7 +4,12 @@
 #pragma once
 
 #include <QObject>
+#include <QString>
 #include <QWidget>
+
+#include <array>
+#include <cstdint>
+#include <string>
 
 class QLineEdit;
 class SettingsGroup;
@@ -49,3 +54,17 @@ void Edited(QLineEdit* edit, int maxLength);
 QString FromBytes(const std::string& bytes);
 std::string ToBytes(const QString& text);
 } // namespace TextEdit
+
+// The six two-character edits of a Bluetooth address.
+namespace AddressEdit {
+using Edits = std::array<QLineEdit*, 6>;
+using Address = std::array<uint8_t, 6>;
+// Hexadecimal digits only (typed or pasted), two at most, shown in upper case.
+void Setup(QLineEdit* edit);
+// Each byte as "%02X".
+void Show(const Edits& edits, const Address& address);
+// The byte an edit holds; 0 when it is empty.
+uint8_t ByteOf(const QLineEdit* edit);
+// "Device not paired" for six zero bytes, else "%02x %02x %02x %02x %02x %02x".
+QString PairedText(const Address& address);
+} // namespace AddressEdit

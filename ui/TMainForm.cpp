@@ -2,9 +2,13 @@
 
 #include "AudioPage.h"
 #include "Communicator.h"
+#include "ConSetHandler.h"
 #include "ConfigFile.h"
+#include "ConnectingPage.h"
 #include "Desktop.h"
 #include "Dialogs.h"
+#include "EndpSetHandler.h"
+#include "EndpointPage.h"
 #include "GenSetHandler.h"
 #include "GeneralPage.h"
 #include "OtherPage.h"
@@ -76,13 +80,6 @@ std::string LocalPath(const QString& fileName) {
     return QFile::encodeName(fileName).toStdString();
 }
 
-QWidget* EmptyPage(const char* name) {
-    auto* page = new QWidget;
-    page->setObjectName(QString::fromLatin1(name));
-    new QVBoxLayout(page);
-    return page;
-}
-
 } // namespace
 
 TMainForm::TMainForm(QWidget* parent) : QMainWindow(parent) {
@@ -112,8 +109,10 @@ TMainForm::TMainForm(QWidget* parent) : QMainWindow(parent) {
     serialPage = new SerialPage;
     serialPage->setObjectName(QStringLiteral("serialTab"));
     serialTab = serialPage;
-    endpointTab = EmptyPage("endpointTab");
-    conTab = EmptyPage("conTab");
+    endpointTab = endpointPage = new EndpointPage;
+    endpointTab->setObjectName(QStringLiteral("endpointTab"));
+    conTab = connectingPage = new ConnectingPage;
+    conTab->setObjectName(QStringLiteral("conTab"));
     adv1 = scanPowerPage = new ScanPowerPage;
     adv2 = powerSavePage = new PowerSavePage;
     adv3 = otherPage = new OtherPage;
@@ -217,12 +216,31 @@ void TMainForm::BuildMenus() {
 void TMainForm::BuildPages() {
     genSetHandler = new GenSetHandler(settings.general, generalPage);
     serSetHandler = new SerSetHandler(settings.serial, serialPage);
+    endpSetHandler = new EndpSetHandler(settings, endpointPage, this);
+    conSetHandler = new ConSetHandler(settings, connectingPage, this);
     psSetHandler = new PsSetHandler(settings.powerSave, powerSavePage);
     sopSetHandler = new SopSetHandler(settings.scanPower, scanPowerPage);
     otherSetHandler = new OtherSetHandler(settings.other, otherPage);
     scoSetHandler = new ScoSetHandler(settings.sco, audioPage);
-    pages = {genSetHandler, serSetHandler,   psSetHandler,
-             sopSetHandler, otherSetHandler, scoSetHandler};
+    pages = {genSetHandler, serSetHandler, endpSetHandler,  conSetHandler,
+             psSetHandler,  sopSetHandler, otherSetHandler, scoSetHandler};
+
+    // The device mode and the paired address show on both pages; a search or
+    // a pairing runs only when no other module operation does.
+    for (DeviceModePage* page : {static_cast<DeviceModePage*>(endpSetHandler),
+                                 static_cast<DeviceModePage*>(conSetHandler)}) {
+        page->SetCommunicator(comm.get());
+        page->moduleOperation = [this](const std::function<void()>& operation) {
+            if (busy) return false;
+            BusyScope scope(busy);
+            operation();
+            return true;
+        };
+        connect(page, &DeviceModePage::SharedValuesChanged, this, [this] {
+            endpSetHandler->UpdateControls();
+            conSetHandler->UpdateControls();
+        });
+    }
 }
 
 SettingsPage* TMainForm::PageOf(const SettingsGroup* group) const {

@@ -14,6 +14,10 @@
 
 class Communicator;
 class AudioPage;
+class ConSetHandler;
+class ConnectingPage;
+class EndpSetHandler;
+class EndpointPage;
 class GenSetHandler;
 class GeneralPage;
 class OtherPage;
@@ -72,6 +76,8 @@ class TMainForm : public QMainWindow {
     // The pages' handlers, in the groups' order.
     GenSetHandler* genSetHandler = nullptr;
     SerSetHandler* serSetHandler = nullptr;
+    EndpSetHandler* endpSetHandler = nullptr;
+    ConSetHandler* conSetHandler = nullptr;
     PsSetHandler* psSetHandler = nullptr;
     SopSetHandler* sopSetHandler = nullptr;
     OtherSetHandler* otherSetHandler = nullptr;
@@ -94,6 +100,8 @@ class TMainForm : public QMainWindow {
     // The pages' forms (the same widgets as their tabs).
     GeneralPage* generalPage = nullptr;
     SerialPage* serialPage = nullptr;
+    EndpointPage* endpointPage = nullptr;
+    ConnectingPage* connectingPage = nullptr;
     ScanPowerPage* scanPowerPage = nullptr; // adv1
     PowerSavePage* powerSavePage = nullptr; // adv2
     OtherPage* otherPage = nullptr;         // adv3

@@ -1,0 +1,5 @@
+#include "ConnectingPage.h"
+
+ConnectingPage::ConnectingPage(QWidget* parent) : QWidget(parent) {
+    setupUi(this);
+}

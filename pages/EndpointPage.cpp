@@ -1,0 +1,5 @@
+#include "EndpointPage.h"
+
+EndpointPage::EndpointPage(QWidget* parent) : QWidget(parent) {
+    setupUi(this);
+}
