@@ -4,12 +4,14 @@
 #include "mSerial.h"
 
 #include <QCoreApplication>
+#include <QFontMetrics>
 #include <QHeaderView>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QStatusBar>
 #include <QTimer>
 #include <QTreeWidget>
+#include <algorithm>
 #include <cstring>
 
 namespace {
@@ -19,6 +21,9 @@ constexpr int kIdleMs = 20;
 constexpr int kAddressWidth = 100;
 constexpr int kNameWidth = 337;
 constexpr int kNameBytes = 32;
+// Room a cell takes beside its text, and the least size the list's text is given.
+constexpr int kCellMargins = 12;
+constexpr double kSmallestPoints = 6.5;
 
 } // namespace
 
@@ -51,6 +56,19 @@ void DeviceSearch::ShapeList(QTreeWidget* list) {
     header->resizeSection(0, kAddressWidth);
     header->resizeSection(1, kNameWidth);
     list->setMinimumWidth(kAddressWidth + kNameWidth + 2 * list->frameWidth() + 4);
+    // The columns keep their widths; the list's text is made small enough for a
+    // whole address to fit its column, as it does at the usual 8 point size.
+    const QFont usual = list->font();
+    QFont font = usual;
+    auto widest = [](const QFont& f) {
+        const QFontMetrics metrics(f);
+        return std::max(metrics.horizontalAdvance(QStringLiteral("00 00 00 00 00 00")),
+                        metrics.horizontalAdvance(QStringLiteral("db db db db db db")));
+    };
+    while (font.pointSizeF() > kSmallestPoints && widest(font) + kCellMargins > kAddressWidth)
+        font.setPointSizeF(font.pointSizeF() - 0.5);
+    list->setFont(font);
+    header->setFont(usual);
 }
 
 std::array<uint8_t, 4> DeviceSearch::ClassFilter(int item) {

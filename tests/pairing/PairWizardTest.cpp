@@ -155,19 +155,27 @@ void PairWizardTest::abortsWhilePairing() {
     int stepOneShown = 0;
 
     Person p;
-    Choose(p, h, true);
-    Pick(p, h, 1, 0); // Next while the search runs: it is cancelled first
-    Pair(p, f, "4711", "Pairing...");
-    p.Then(
-         "Back pressed", [] { return true; }, [&] { Click(f->backButton); })
-        .Then(
-            "a fresh search", [&] { return search->isVisible(); },
+    // Back from step 3 goes to a fresh search, never to step 1.
+    auto freshSearch = [&] {
+        p.Then(
+            "a fresh search", [&] { return search->isVisible() || h.formPair1->isVisible(); },
             [&] {
                 stepOneShown += h.formPair1->isVisible();
                 QCOMPARE(search->DeviceList->topLevelItemCount(), 0);
                 QCOMPARE(Status(search), "Searching...");
             });
+        Pick(p, h, 1, 0); // Next while the search runs: it is cancelled first
+    };
+
+    Choose(p, h, true);
     Pick(p, h, 1, 0);
+    p.Then(
+        "step 3", [&] { return f->isVisible(); }, [&] { Click(f->backButton); });
+    freshSearch();
+    Pair(p, f, "4711", "Pairing...");
+    p.Then(
+        "Back pressed", [] { return true; }, [&] { Click(f->backButton); });
+    freshSearch();
     Pair(p, f, "4711", "Pairing...");
     // The close box acts as Cancel while the pairing is under way.
     p.Then(
@@ -180,8 +188,8 @@ void PairWizardTest::abortsWhilePairing() {
     QCOMPARE(h.resumeAtSearch, 0);
     QCOMPARE(h.remoteAddress, kNotPaired);
     const QString pairFrame = "64 0a 3c 4d 5e 6f 70 81 34 37 31 31";
-    QCOMPARE(rig.Received(), (QStringList{kStart, kCancel, pairFrame, kCancel, kStart, kCancel,
-                                          pairFrame, kCancel, kPaired}));
+    QCOMPARE(rig.Received(), (QStringList{kStart, kCancel, kStart, kCancel, pairFrame, kCancel,
+                                          kStart, kCancel, pairFrame, kCancel, kPaired}));
 }
 
 void PairWizardTest::backAndStepOne() {
@@ -236,6 +244,32 @@ void PairWizardTest::backAndStepOne() {
     QCOMPARE(third.Run([&] { return h.Execute(); }), -1);
     QVERIFY2(third.failure.isEmpty(), qPrintable(third.failure));
     QCOMPARE(rig.Received(), (QStringList{kPaired, kPaired}));
+
+    // Step 2: a stop is repeated until another button is pressed; the close box
+    // cancels while no code is set.
+    rig.sim.ClearTrace();
+    TformPairLocal2* search = h.formPairLocal2;
+    Person fourth;
+    Choose(fourth, h, true);
+    fourth
+        .Then(
+            "searching", [&] { return Status(search) == "Searching..."; },
+            [&] { Click(search->buttonStopSearch); })
+        .Then(
+            "the stop repeated",
+            [&] {
+                return rig.Received().count(kCancel) >= 3 && search->buttonSearchAgain->isEnabled();
+            },
+            [&] { Click(search->buttonSearchAgain); })
+        .Then(
+            "searching again", [&] { return Status(search) == "Searching..."; },
+            [&] { search->close(); });
+    QCOMPARE(fourth.Run([&] { return h.Execute(); }), -1);
+    QVERIFY2(fourth.failure.isEmpty(), qPrintable(fourth.failure));
+    QVERIFY(!search->isVisible());
+    QStringList frames = rig.Received();
+    QCOMPARE(frames.mid(frames.size() - 3), (QStringList{kStart, kCancel, kPaired}));
+    QCOMPARE(frames.count(kStart), 2);
 }
 
 void PairWizardTest::remotePairing_data() {

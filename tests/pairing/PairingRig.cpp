@@ -71,7 +71,12 @@ Person& Person::Then(const QString& what, std::function<bool()> ready, std::func
 
 void Person::Poll() {
     if (!failure.isEmpty()) return Escape();
-    if (next >= steps.size()) return;
+    if (next >= steps.size()) {
+        // The last step is done, and the handler should have returned.
+        waited += kPersonTickMs;
+        if (waited > kStepLimitMs) failure = "still running after the last step";
+        return;
+    }
     Step& step = steps[next];
     if (step.ready()) {
         ++next;
