@@ -4,6 +4,7 @@
 #include "PairingRig.h"
 #include "ScriptedPort.h"
 #include "TinqForm.h"
+#include "VirtualModule.h"
 
 #include <QApplication>
 #include <QHeaderView>
@@ -33,6 +34,7 @@ class SearchDialogTest : public QObject {
     void stopSearchAgainAndCancel();
     void closeBoxCancels();
     void twentyDevicesAtMost();
+    void twentyDevicesBackToBackAtLineSpeed();
 };
 
 void SearchDialogTest::formAsDesigned() {
@@ -189,7 +191,7 @@ void SearchDialogTest::closeBoxCancels() {
     QCOMPARE(rig.Received(), (QStringList{kStart, kCancel}));
 
     // A later run starts afresh with the same dialog: no device answers this time.
-    PairingRig quiet({}, {"--search-time", "300"});
+    PairingRig quiet({}, {"--devices", "generated:0", "--search-time", "300"});
     QVERIFY(quiet.ready);
     handler.SetCommunicator(&quiet.comm);
     Person again;
@@ -238,6 +240,36 @@ void SearchDialogTest::twentyDevicesAtMost() {
     QCOMPARE(person.Run([&] { return handler.Execute(); }), 1);
     QVERIFY2(person.failure.isEmpty(), qPrintable(person.failure));
     QCOMPARE(Hex(handler.selectedAddress), "10 21 32 43 54 73");
+}
+
+void SearchDialogTest::twentyDevicesBackToBackAtLineSpeed() {
+    // 20 devices at 38400 bits per second, answering in pairs with no gap
+    // between the two events, a pair every 530 ms so that pairs land in every
+    // part of the 250 ms tick: the dialog lists every one, each once, with the
+    // module's own address and name.
+    PairingRig rig({}, {"--devices", "generated:20", "--back-to-back", "2", "--search-spread",
+                        "5300", "--search-time", "5600"});
+    QVERIFY(rig.ready);
+    InquiryHandler handler;
+    handler.SetCommunicator(&rig.comm);
+    TinqForm* f = handler.inqForm;
+    QStringList listed;
+    Person person;
+    person.Then(
+        "search completed", [&] { return Status(f) == "Search completed"; },
+        [&] {
+            for (int row = 0; row < f->DeviceList->topLevelItemCount(); ++row)
+                listed << Row(f, row).join(" | ");
+            Click(f->buttonCancel);
+        });
+    QCOMPARE(person.Run([&] { return handler.Execute(); }), -1);
+    QVERIFY2(person.failure.isEmpty(), qPrintable(person.failure));
+    QStringList expected;
+    for (const sim::RemoteDevice& d : sim::GeneratedDevices(20))
+        expected << Hex(d.address) + " | " + QString::fromLatin1(d.name.c_str());
+    listed.sort();
+    expected.sort();
+    QCOMPARE(listed, expected);
 }
 
 QTEST_MAIN(SearchDialogTest)
