@@ -35,6 +35,16 @@ QByteArray Slurp(const QString& path) {
     return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray("(missing)");
 }
 
+// What `btconf-cli read` saves of the module on `device`; empty when it failed.
+QByteArray CliRead(const std::string& device, const QString& path) {
+    QProcess cli;
+    cli.start(BTCONF_CLI, {"read", QString::fromStdString(device), "-o", path});
+    if (!cli.waitForFinished(10000) || cli.exitStatus() != QProcess::NormalExit ||
+        cli.exitCode() != 0)
+        return {};
+    return Slurp(path);
+}
+
 const QString kGeneralReads = "40 41 1c 1e 42";
 // Endpoint, then Connecting.
 const QString kModeReads = "12 62 18 66 68 12 62 16 66";
@@ -136,14 +146,10 @@ class ModuleProfilesTest : public QObject {
 
         // The command line saves the same module into the same bytes.
         f.serPort.Close();
-        QProcess cli;
-        cli.start(BTCONF_CLI, {"read", QString::fromStdString(rig.sim.DevicePath()), "-o",
-                               dir.filePath("cli.bcf")});
-        QVERIFY(cli.waitForFinished(10000));
-        QCOMPARE(cli.exitCode(), 0);
+        const QByteArray cli = CliRead(rig.sim.DevicePath(), dir.filePath("cli.bcf"));
         chosen = dir.filePath("window.bcf");
         f.menuSaveSettings->trigger();
-        QCOMPARE(Slurp(dir.filePath("cli.bcf")), Slurp(chosen));
+        QCOMPARE(cli, Slurp(chosen));
     }
 
     // A module with every setting away from the virtual module's defaults: the
@@ -177,12 +183,7 @@ class ModuleProfilesTest : public QObject {
             QVERIFY2(window.contains(line), line);
 
         f.serPort.Close();
-        QProcess cli;
-        cli.start(BTCONF_CLI, {"read", QString::fromStdString(rig.sim.DevicePath()), "-o",
-                               dir.filePath("cli.bcf")});
-        QVERIFY(cli.waitForFinished(10000));
-        QCOMPARE(cli.exitCode(), 0);
-        QCOMPARE(Slurp(dir.filePath("cli.bcf")), window);
+        QCOMPARE(CliRead(rig.sim.DevicePath(), dir.filePath("cli.bcf")), window);
     }
 };
 
