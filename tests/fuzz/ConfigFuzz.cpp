@@ -6,8 +6,13 @@
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
 #include <string>
+#include <system_error>
 #include <vector>
+
+#include <unistd.h>
 
 namespace {
 
@@ -95,6 +100,44 @@ std::string WithCrLf(const std::string& text) {
     return out;
 }
 
+// A folder of this process for the files a run saves and reads; removed at
+// exit (the name outlives the static objects, which go before the handler runs).
+const std::string& Folder() {
+    static const std::string* const folder = [] {
+        auto* name = new std::string(
+            (std::filesystem::temp_directory_path() / "btconf-config-fuzz-XXXXXX").string());
+        if (mkdtemp(&(*name)[0]) == nullptr) Fail("no temporary folder", *name);
+        std::atexit([] {
+            std::error_code ignored;
+            std::filesystem::remove_all(Folder(), ignored);
+        });
+        return name;
+    }();
+    return *folder;
+}
+
+// The input as a file on disk is read whole, or refused when it holds a zero
+// byte; true when read.
+bool CheckRead(const std::string& file) {
+    const std::string path = Folder() + "/input.bcf";
+    std::ofstream(path, std::ios::binary | std::ios::trunc) << file;
+    std::string bytes = "unchanged", error;
+    const bool read = ConfigFile::ReadAll(path, bytes, &error);
+    CHECK(read == (file.find('\0') == std::string::npos), error);
+    CHECK(read ? bytes == file && error.empty() : bytes == "unchanged" && !error.empty(), error);
+    return read;
+}
+
+// A save as the tool makes it (CR LF, through a temporary file) reads back as written.
+std::string SaveAndRead(const std::string& text) {
+    const std::string path = Folder() + "/saved.bcf";
+    std::string error, bytes;
+    CHECK(ConfigFile::WriteAtomically(path, text, &error), error);
+    CHECK(ConfigFile::ReadAll(path, bytes, &error), error);
+    CHECK(bytes == WithCrLf(text), bytes);
+    return bytes;
+}
+
 } // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
@@ -106,6 +149,8 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     // A key made of the input's first line, as far as a key can be.
     const std::string firstLine = file.substr(0, file.find_first_of(":\n"));
     CheckLookup(firstLine, file);
+    const std::string name = ConfigFile::SaveName(firstLine);
+    CHECK(name.size() <= 4 || name.compare(name.size() - 4, 4, ".bcf") == 0, name);
 
     // A line put in front is found whatever follows it.
     std::string value = firstLine.substr(0, kLimit);
@@ -113,6 +158,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         value.erase(0, 1);
     if (value.empty()) value = "x";
     CHECK(FindConfigValue("Probe key", "Probe key: " + value + "\n" + file) == value, value);
+
+    // A file the tool refuses to read is never loaded.
+    if (!CheckRead(file)) return 0;
 
     // What a save writes after any load (CR LF at every line end, as the file
     // on disk has them) loads back to the same settings. With line feeds only an
@@ -123,11 +171,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         const std::string saved = LoadAndSave(file, everyGroup, nullptr, &broken);
         CHECK(saved.rfind(ConfigFile::kHeader, 0) == 0, saved);
         int taken = 0;
-        const std::string again = LoadAndSave(WithCrLf(saved), everyGroup, &taken);
+        const std::string again = LoadAndSave(SaveAndRead(saved), everyGroup, &taken);
         CHECK(taken > 0, saved);
         if (!broken) CHECK(again == saved, saved + "\n-- saved again --\n" + again);
     }
-    const std::string name = ConfigFile::SaveName(firstLine);
-    CHECK(name.size() <= 4 || name.compare(name.size() - 4, 4, ".bcf") == 0, name);
     return 0;
 }
