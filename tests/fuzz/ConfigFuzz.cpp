@@ -171,7 +171,9 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
         const std::string saved = LoadAndSave(file, everyGroup, nullptr, &broken);
         CHECK(saved.rfind(ConfigFile::kHeader, 0) == 0, saved);
         int taken = 0;
-        const std::string again = LoadAndSave(SaveAndRead(saved), everyGroup, &taken);
+        // (Through the disk once; the other time as the bytes the disk would hold.)
+        const std::string again =
+            LoadAndSave(everyGroup ? SaveAndRead(saved) : WithCrLf(saved), everyGroup, &taken);
         CHECK(taken > 0, saved);
         if (!broken) CHECK(again == saved, saved + "\n-- saved again --\n" + again);
     }
