@@ -67,6 +67,95 @@ TEST_F(CommandsTest, OutOfRangeArgumentsSendNothing) {
     EXPECT_EQ(std::tie(com.searchState, com.foundCount, com.pairingState), std::tuple(3, 1, 3));
 }
 
+// What a get command gave out: its result, then each field as a number.
+using Fields = std::vector<long>;
+template <size_t N> Fields Numbers(int32_t result, const std::vector<uint8_t>& bytes) {
+    Fields fields{result};
+    fields.insert(fields.end(), bytes.begin(), bytes.begin() + N);
+    return fields;
+}
+#define BYTES(call, n) [](Communicator& c) { return Numbers<n>(c.call(out.b##n.data()), out.b##n); }
+
+TEST_F(CommandsTest, EveryFieldOfEveryAnswerIsDecodedFromItsOwnBytes) {
+    // Each field carries bytes of its own, so a swapped field, a wrong byte order
+    // or a field read one byte off gives other numbers; a byte of its own
+    // follows the fields, so a field read late shows too.
+    struct Case {
+        uint8_t op;
+        Bytes data;
+        std::function<Fields(Communicator&)> call;
+        Fields expected;
+    };
+    uint8_t b = 0;
+    uint16_t w1 = 0, w2 = 0, w3 = 0, w4 = 0;
+    int16_t s = 0;
+    // clang-format off
+    const Case cases[] = {
+        {0x12, {0x02, 0xEE}, [&](Communicator& c) { return Fields{c.GetDeviceMode(b), b}; }, {0, 2}},
+        {0x14, {0x0B, 0x01, 0x02, 0x07, 0x03, 0xEE}, BYTES(GetSerialSettings, 5),
+         {0, 0x0B, 0x01, 0x02, 0x07, 0x03}},
+        {0x16, {0xA1, 0xA2, 0xA3, 0xA4, 0xA5, 0xA6, 0xEE}, BYTES(GetConnectAddress, 6),
+         {0, 0xA1, 0xA2, 0xA3, 0xA4, 0xA5, 0xA6}},
+        {0x18, {0xB1, 0xB2, 0xB3, 0xB4, 0xB5, 0xB6, 0xEE}, BYTES(GetAcceptedAddress, 6),
+         {0, 0xB1, 0xB2, 0xB3, 0xB4, 0xB5, 0xB6}},
+        {0x40, {1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12, 0xEE}, BYTES(GetModuleInfo, 12),
+         {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 11, 12}},
+        {0x42, {0xC1, 0xC2, 0xC3, 0xC4, 0xC5, 0xC6, 0xEE}, BYTES(GetLocalAddress, 6),
+         {0, 0xC1, 0xC2, 0xC3, 0xC4, 0xC5, 0xC6}},
+        {0x62, {0xD1, 0xD2, 0xD3, 0xD4, 0xD5, 0xD6, 0xEE}, BYTES(GetPairedDevice, 6),
+         {0, 0xD1, 0xD2, 0xD3, 0xD4, 0xD5, 0xD6}},
+        {0x66, {0x0A, 0x0B, 0x0C, 0xEE}, BYTES(GetSecurityFlags, 3), {0, 0x0A, 0x0B, 0x0C}},
+        {0xC0, {0x02, 0xEE}, [&](Communicator& c) { return Fields{c.GetPerformanceMode(b), b}; },
+         {0, 2}},
+        {0xC2, {0x12, 0x34, 0xEE}, [&](Communicator& c) { return Fields{c.GetLinkTimeout(w1), w1}; },
+         {0, 0x1234}},
+        {0xC4, {0x01, 0x02, 0x03, 0x04, 0xEE},
+         [&](Communicator& c) { return Fields{c.GetInquiryScan(w1, w2), w1, w2}; },
+         {0, 0x0102, 0x0304}},
+        {0xC6, {0x05, 0x06, 0x07, 0x08, 0xEE},
+         [&](Communicator& c) { return Fields{c.GetPageScan(w1, w2), w1, w2}; },
+         {0, 0x0506, 0x0708}},
+        {0xC8, {0x11, 0x12, 0x13, 0x14, 0x15, 0x16, 0x17, 0x18, 0xEE},
+         [&](Communicator& c) { return Fields{c.GetSniffSettings(w1, w2, w3, w4), w1, w2, w3, w4}; },
+         {0, 0x1112, 0x1314, 0x1516, 0x1718}},
+        {0xCA, {0x21, 0x22, 0x23, 0x24, 0xEE},
+         [&](Communicator& c) { return Fields{c.GetParkSettings(w1, w2), w1, w2}; },
+         {0, 0x2122, 0x2324}},
+        {0xCC, {0x00, 0x5A, 0x02, 0x0C, 0xEE}, BYTES(GetClassOfDevice, 4),
+         {0, 0x00, 0x5A, 0x02, 0x0C}},
+        {0xD2, {0xFF, 0xA6, 0xEE}, [&](Communicator& c) { return Fields{c.GetMaxTxPower(s), s}; },
+         {0, -90}},
+        {0xD4, {0x00, 0x14, 0xEE}, [&](Communicator& c) { return Fields{c.GetDefaultTxPower(s), s}; },
+         {0, 20}},
+        {0xD6, {0x02, 0xEE}, [&](Communicator& c) { return Fields{c.GetSerialEmulation(b), b}; },
+         {0, 2}},
+        {0xD8, {0x01, 0x12, 0x34, 0xEE},
+         [&](Communicator& c) { return Fields{c.GetUserBaudrate(b, w1), b, w1}; }, {0, 1, 0x1234}},
+        {0xDA, {0x02, 0x31, 0x32, 0x33, 0x34, 0xEE},
+         [&](Communicator& c) {
+             return Fields{c.GetQualityOfService(b, out.b4.data()), b, out.b4[0], out.b4[1],
+                           out.b4[2], out.b4[3]};
+         },
+         {0, 2, 0x31, 0x32, 0x33, 0x34}},
+        {0xF0, {0x01, 0x01, 0x20, 0xEE},
+         [&](Communicator& c) { return Fields{c.GetScoSettings(b, w1), b, w1}; }, {0, 1, 0x0120}},
+        {0xF2, {0x41, 0x42, 0xEE}, [&](Communicator& c) { return Fields{c.GetCodecOutputGainMax(w1), w1}; },
+         {0, 0x4142}},
+        {0xF3, {0x43, 0x44, 0xEE}, [&](Communicator& c) { return Fields{c.GetCodecOutputGain(w1), w1}; },
+         {0, 0x4344}},
+        {0xF5, {0x45, 0x46, 0xEE}, [&](Communicator& c) { return Fields{c.GetCodecInputGainMax(w1), w1}; },
+         {0, 0x4546}},
+        {0xF6, {0x47, 0x48, 0xEE}, [&](Communicator& c) { return Fields{c.GetCodecInputGain(w1), w1}; },
+         {0, 0x4748}},
+    };
+    // clang-format on
+    for (const Case& c : cases) {
+        Reply(c.op, 1, c.data);
+        EXPECT_EQ(c.call(com), c.expected) << std::hex << int(c.op);
+        EXPECT_EQ(Sent(), Bytes({c.op, 0x00})) << std::hex << int(c.op);
+    }
+}
+
 TEST_F(CommandsTest, TextsEndAtTheirTerminatorOrTheReceivedDataAndAreCut) {
     const std::string forty = "ABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789abcd";
     const Bytes fortyBytes(forty.begin(), forty.end());
