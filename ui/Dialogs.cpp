@@ -454,7 +454,7 @@ TSerChooseForm::TSerChooseForm(QWidget* parent) : QDialog(parent) {
         const int n = ComboBox1->currentIndex() + 1;
         QString text = QString("COM%1 ").arg(n);
         if (parts.size() >= 3)
-            text += "is " + parts[1] + "\n(" + parts[2] + ")";
+            text += "is " + parts[1] + "\n" + parts[2];
         else
             text += "has no device behind it";
         portDetails->setText(text);
