@@ -93,9 +93,16 @@ void Report(std::ostream& err, const Failure& failure) {
     Say(err, caption, lines);
 }
 
-// Why the device did not open, in the system's words where it has them.
-std::string WhyNotOpened(const std::string& device, const mSerial& port) {
+// A port whose device went away (unplugged, or the far end hung up) ends the
+// command at once; the person is told which device and why.
+void ReportLoss(std::ostream& err, const mSerial& port) {
+    if (!port.IsLost()) return;
+    Say(err, "The module's port went away", {port.GetLastErrorText()});
+}
+
 #if !defined(_WIN32)
+// Why the device cannot be opened as the module's port, or "" when it can.
+std::string CannotOpen(const std::string& device) {
     struct stat st {};
     if (::stat(device.c_str(), &st) != 0) return std::strerror(errno);
     if (S_ISDIR(st.st_mode)) return "it is a folder";
@@ -109,11 +116,116 @@ std::string WhyNotOpened(const std::string& device, const mSerial& port) {
     else if (::flock(fd, LOCK_EX | LOCK_NB) != 0)
         why = "another program is using it";
     ::close(fd);
+    return why;
+}
+
+// What a person who may not use serial devices does about it.
+const char* const kPermissionAdvice =
+    "add your user to the group \"dialout\" (sudo usermod -a -G dialout $USER), then log out "
+    "and in again";
+
+// One line of a file, without its line end; "" when it cannot be read.
+std::string FirstLine(const std::string& path) {
+    std::FILE* file = std::fopen(path.c_str(), "r");
+    if (file == nullptr) return "";
+    char line[256] = {};
+    const bool got = std::fgets(line, sizeof line, file) != nullptr;
+    std::fclose(file);
+    std::string text = got ? line : "";
+    while (!text.empty() && (text.back() == '\n' || text.back() == '\r' || text.back() == ' '))
+        text.pop_back();
+    return text;
+}
+
+// What the system knows of a serial device (its real path): a USB adapter's
+// product and maker from the USB device above the tty in /sys, "virtual line"
+// for a pseudo-terminal, else "serial port".
+std::string DeviceKind(const std::string& real) {
+    if (real.rfind("/dev/pts/", 0) == 0) return "virtual line";
+    const std::string name = real.substr(real.find_last_of('/') + 1);
+    char resolved[4096];
+    const std::string link = "/sys/class/tty/" + name + "/device";
+    if (name.empty() || ::realpath(link.c_str(), resolved) == nullptr) return "serial port";
+    std::string dir = resolved;
+    for (int up = 0; up < 5 && dir.size() > 1; ++up) {
+        const std::string product = FirstLine(dir + "/product");
+        const std::string maker = FirstLine(dir + "/manufacturer");
+        if (!product.empty() || !maker.empty()) {
+            std::string text = "USB adapter: " + product;
+            if (!product.empty() && !maker.empty()) text += ", ";
+            return text + maker;
+        }
+        dir = dir.substr(0, dir.find_last_of('/'));
+    }
+    return "serial port";
+}
+#endif
+
+// Why the device did not open, in the system's words where it has them.
+std::string WhyNotOpened(const std::string& device, const mSerial& port) {
+#if !defined(_WIN32)
+    const std::string why = CannotOpen(device);
     if (!why.empty()) return why;
 #else
     (void)device;
 #endif
     return port.GetLastErrorText();
+}
+
+// The ports as the window's chooser lists them: COM1 to COM20 (and COM21 when
+// it has a device), each with its device, what the system knows of it, and
+// whether it can be opened.
+int PortsCommand(const std::vector<std::string>& given, Console& console) {
+    PortTable::Set(PortTable::Build(given));
+    std::vector<std::array<std::string, 4>> rows;
+#if defined(_WIN32)
+    uint8_t flags[PortTable::kMaxPorts + 1] = {};
+    mSerial probe;
+    probe.GetValidComPorts(flags, PortTable::kMaxPorts);
+    for (int n = 1; n <= PortTable::kMaxPorts; ++n)
+        if (flags[n] != 0 || n < PortTable::kMaxPorts)
+            rows.push_back({mSerial::PortName(n), "", "",
+                            flags[n] != 0 ? "can be opened" : "no device, or in use"});
+#else
+    for (int n = 1; n <= PortTable::kMaxPorts; ++n) {
+        const std::string device = PortTable::DeviceOf(n);
+        if (device.empty()) {
+            if (n < PortTable::kMaxPorts)
+                rows.push_back({mSerial::PortName(n), "(no device)", "", ""});
+            continue;
+        }
+        char resolved[4096];
+        const bool exists = ::realpath(device.c_str(), resolved) != nullptr;
+        const std::string real = exists ? resolved : "";
+        std::string shown = device;
+        if (exists && real != device) shown += " -> " + real;
+        if (!exists) {
+            rows.push_back({mSerial::PortName(n), shown, "(no device)", ""});
+            continue;
+        }
+        const int opened = ::access(device.c_str(), R_OK | W_OK) == 0 ? 0 : errno;
+        std::string why = CannotOpen(device);
+        if (!why.empty() && (opened == EACCES || opened == EPERM))
+            why += "; " + std::string(kPermissionAdvice);
+        rows.push_back({mSerial::PortName(n), shown, DeviceKind(real),
+                        why.empty() ? "can be opened" : "cannot be opened: " + why});
+    }
+#endif
+    std::size_t widths[3] = {};
+    for (const auto& row : rows)
+        for (std::size_t i = 0; i < 3; ++i)
+            widths[i] = std::max(widths[i], row[i].size());
+    for (const auto& row : rows) {
+        std::string line;
+        for (std::size_t i = 0; i < 4; ++i) {
+            line += row[i];
+            if (i < 3) line += std::string(widths[i] - row[i].size() + 3, ' ');
+        }
+        line.erase(line.find_last_not_of(' ') + 1);
+        console.out << line << "\n";
+    }
+    console.out << std::flush;
+    return kSuccess;
 }
 
 // The module's port, open at the module's line settings with a module answering.
@@ -146,6 +258,7 @@ class Link {
         }
         if (probe != 1) {
             Say(err, kNotFound[0], {std::begin(kNotFound) + 1, std::end(kNotFound)});
+            ReportLoss(err, port);
             return kNoModule;
         }
         return kSuccess;
@@ -167,6 +280,7 @@ int ReadModule(ModuleSettings& settings, Link& link, Console& console) {
     bar.Clear();
     if (failed != nullptr) {
         Report(console.err, failure);
+        ReportLoss(console.err, link.port);
         return kCommunication;
     }
     settings.ClearChanged();
@@ -260,6 +374,7 @@ int WriteCommand(const std::string& device, const std::string& path, Console& co
         bar.Clear();
         if (failed != nullptr) {
             Report(console.err, failure);
+            ReportLoss(console.err, link.port);
             return kCommunication;
         }
     }
@@ -385,7 +500,7 @@ int SearchCommand(const std::string& device, int limitSeconds, Console& console)
     // Polls until the module ends the search (2 or 3) or the time is up.
     auto pollUntil = [&](Clock::time_point deadline) {
         WholeEventReads whole(link.port);
-        while (Clock::now() < deadline) {
+        while (Clock::now() < deadline && !link.port.IsLost()) {
             const int32_t state = comm.PollInquiry();
             if (state == 1 || state == 3) take();
             if (state == 2 || state == 3) return true;
@@ -393,7 +508,13 @@ int SearchCommand(const std::string& device, int limitSeconds, Console& console)
         return false;
     };
 
-    if (!pollUntil(Clock::now() + std::chrono::seconds(limitSeconds))) {
+    const bool finished = pollUntil(Clock::now() + std::chrono::seconds(limitSeconds));
+    if (link.port.IsLost()) {
+        status.Clear();
+        ReportLoss(console.err, link.port);
+        return kCommunication;
+    }
+    if (!finished) {
         comm.CancelInquiry(); // its answer does not matter: the end of the search does
         const bool ended = pollUntil(Clock::now() + kAbortWait);
         status.Clear();
@@ -432,10 +553,15 @@ int PairCommand(const std::string& device, bool remoteInitiates, const Address& 
                           remoteInitiates ? "Waiting for remote device to pair" : "Pairing...");
         auto pollUntil = [&](Clock::time_point deadline) {
             WholeEventReads whole(link.port);
-            while (state == 0 && Clock::now() < deadline)
+            while (state == 0 && Clock::now() < deadline && !link.port.IsLost())
                 state = comm.PollPairingStatus();
         };
         pollUntil(Clock::now() + std::chrono::seconds(limitSeconds));
+        if (link.port.IsLost()) {
+            status.Clear();
+            ReportLoss(console.err, link.port);
+            return kCommunication;
+        }
         if (state == 0) {
             // The module is told to stop and answers with the canceled outcome.
             comm.CancelInquiry();
@@ -554,12 +680,13 @@ std::string Misuse(const CommandLine& line) {
     const std::size_t count = line.words.size() - 1;
     const bool pair = command == "pair", waitPair = command == "wait-pair";
     const bool remote = command == "search" || pair || waitPair;
-    const bool local =
-        command == "help" || command == "read" || command == "write" || command == "check";
+    const bool local = command == "help" || command == "read" || command == "write" ||
+                       command == "check" || command == "ports";
     if (!remote && !local) return "unknown command \"" + command + "\"";
     if (local && line.hasPasskey) return command + " takes no --passkey";
     if (local && line.hasTimeLimit) return command + " takes no --time-limit";
     if (command == "help") return count == 0 ? "" : "help takes no arguments";
+    if (command == "ports") return line.hasOutput ? "ports takes no -o" : "";
     if (command == "read") {
         if (count != 1) return count == 0 ? "read needs a DEVICE" : "read takes one DEVICE";
         if (!line.hasOutput) return "read needs -o FILE";
@@ -650,6 +777,7 @@ std::string Usage() {
     return "Usage: btconf-cli read DEVICE -o FILE\n"
            "       btconf-cli write DEVICE FILE\n"
            "       btconf-cli check FILE\n"
+           "       btconf-cli ports [DEVICE]...\n"
            "       btconf-cli search DEVICE [--time-limit SECONDS]\n"
            "       btconf-cli pair DEVICE ADDRESS --passkey KEY [--time-limit SECONDS]\n"
            "       btconf-cli wait-pair DEVICE --passkey KEY [--time-limit SECONDS]\n"
@@ -668,6 +796,11 @@ std::string Usage() {
            "                       them and write them to the module\n"
            "  check FILE           print the settings FILE holds (\"Key: value\") and\n"
            "                       check them\n"
+           "  ports [DEVICE]...    list the ports as the window's chooser does: COM1 to\n"
+           "                       COM20, each with its device (the DEVICEs given first,\n"
+           "                       then the system's), what the system knows of it (a\n"
+           "                       USB adapter's product and maker) and whether it can\n"
+           "                       be opened\n"
            "  search DEVICE        search for remote devices and print each one found:\n"
            "                       address, name, class of device\n"
            "  pair DEVICE ADDRESS  pair the module with the remote device at ADDRESS\n"
@@ -687,7 +820,8 @@ std::string Usage() {
            "  0  success\n"
            "  2  the command line is wrong\n"
            "  3  the port cannot be opened, or no module answers\n"
-           "  4  a setting could not be read from or written to the module\n"
+           "  4  a setting could not be read from or written to the module, or the\n"
+           "     module's port went away (unplugged, or its far end hung up)\n"
            "  5  the file is refused or holds no settings, or a value is not valid\n"
            "  6  the output file cannot be written\n"
            "  7  the pairing timed out, failed, ended in an error or was canceled\n";
@@ -713,6 +847,7 @@ int Run(const std::vector<std::string>& args, Console& console) {
     if (w[0] == "read") return ReadCommand(w[1], line.output, console);
     if (w[0] == "write") return WriteCommand(w[1], w[2], console);
     if (w[0] == "check") return CheckCommand(w[1], console);
+    if (w[0] == "ports") return PortsCommand({w.begin() + 1, w.end()}, console);
     const bool search = w[0] == "search";
     const int limit = line.hasTimeLimit ? int(FileNumber(line.timeLimit))
                       : search          ? kSearchLimit

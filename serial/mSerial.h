@@ -67,9 +67,11 @@ class mSerial {
     virtual int32_t Open();
     // 0 after closing; -1 when not open.
     virtual int32_t Close();
-    // Bytes read (0 on time-out); -1 when the port is closed.
+    // Bytes read (0 on time-out); -1 when the port is closed or its device has
+    // gone away (see IsLost).
     virtual int32_t ReadBuffer(uint8_t* buffer, int32_t count);
-    // Bytes the system reports as written; -1 when the write call fails.
+    // Bytes the system reports as written; -1 when the write call fails or the
+    // device has gone away.
     virtual int32_t WriteBuffer(const uint8_t* buffer, int32_t count);
     // Probes ports 1..highest; sets flags[n] = 1 for each port that opens and
     // returns how many did. flags must hold highest + 1 entries; others untouched.
@@ -79,6 +81,22 @@ class mSerial {
     const std::string& GetLastErrorText() const { return lastErrorText; }
     bool IsOpen() const { return isOpen != 0; }
 
+    // The device behind an open port went away: the far end hung up (a
+    // pseudo-terminal's server ended) or the adapter was unplugged. The port lets
+    // go of the device at once and counts as closed; every read and write then
+    // fails at once with lastError kPortLost and a text naming the device and
+    // the reason, until the next Open.
+    static constexpr int32_t kPortLost = 4;
+    bool IsLost() const { return lost; }
+    // The operating system's reason for the last failure to open the device, or
+    // for the loss of the port (errno on POSIX, GetLastError on Windows); 0 when
+    // there was none.
+    int32_t GetSystemError() const { return systemError; }
+    // The system's text for GetSystemError(), without a line end.
+    std::string GetSystemErrorText() const;
+    // True when the system error says the person may not use the device.
+    bool PermissionDenied() const;
+
     // "COM<n>", the name used in texts.
     static std::string PortName(int32_t n);
 
@@ -87,6 +105,8 @@ class mSerial {
     std::string lastErrorText;
     int32_t lastError = 0;
     uint8_t isOpen = 0;
+    bool lost = false;
+    int32_t systemError = 0;
 
   private:
     struct Impl; // operating-system handle and helpers of the backend
@@ -96,6 +116,9 @@ class mSerial {
     static Impl* NewImpl();
     static void DeleteImpl(Impl* p);    // closes a descriptor still held
     static void ReleaseDevice(Impl* p); // closes the open device
+    // The device went away: let go of it, mark the port closed and lost, and
+    // leave code kPortLost with a text built from the system's reason.
+    void MarkLost(int32_t reason);
     // One read of up to count bytes on the open port, under the time-outs.
     int32_t ReadOpenPort(uint8_t* buffer, int32_t count);
     // Opens port n as Open does (read/write, exclusive) and closes it again;

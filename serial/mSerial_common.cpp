@@ -46,6 +46,8 @@ int32_t mSerial::Close() {
 }
 
 int32_t mSerial::ReadBuffer(uint8_t* buffer, int32_t count) {
+    // A lost port fails at once and keeps the text that says why.
+    if (lost) return -1;
     if (isOpen != 1) {
         lastError = 1;
         lastErrorText = "Tried to read closed port";
@@ -53,6 +55,20 @@ int32_t mSerial::ReadBuffer(uint8_t* buffer, int32_t count) {
     }
     if (buffer == nullptr || count <= 0) return 0;
     return ReadOpenPort(buffer, count);
+}
+
+void mSerial::MarkLost(int32_t reason) {
+    if (isOpen == 1) ReleaseDevice(impl);
+    isOpen = 0;
+    lost = true;
+    systemError = reason;
+    lastError = kPortLost;
+    const std::string device = PortTable::DeviceOf(port);
+    lastErrorText = "The device of " + PortName(port);
+    if (!device.empty() && device.find(PortName(port)) == std::string::npos)
+        lastErrorText += " (" + device + ")";
+    lastErrorText += " went away: ";
+    lastErrorText += reason != 0 ? GetSystemErrorText() : std::string("the line was hung up");
 }
 
 void SetModuleLineSettings(mSerial& port) {

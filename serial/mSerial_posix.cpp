@@ -156,6 +156,9 @@ bool SetFreeSpeed(int fd, unsigned bits) {
 
 struct mSerial::Impl {
     int fd = -1;
+    // The device went away after the bytes the last read handed over.
+    bool lossPending = false;
+    int lossReason = 0;
 };
 
 mSerial::Impl* mSerial::NewImpl() {
@@ -182,11 +185,17 @@ int32_t mSerial::Open() {
     const std::string name = PortName(port);
     if (isOpen == 1) return -1;
 
+    lost = false;
+    systemError = 0;
     const std::string device = PortTable::DeviceOf(port);
     int fd = device.empty() ? -1 : OpenDevice(device);
+    if (fd < 0 && !device.empty()) systemError = errno;
     if (fd >= 0) {
         const int flags = ::fcntl(fd, F_GETFL);
-        if (flags < 0 || ::fcntl(fd, F_SETFL, flags & ~O_NONBLOCK) < 0 || !LockDevice(fd)) {
+        const bool unblocked = flags >= 0 && ::fcntl(fd, F_SETFL, flags & ~O_NONBLOCK) == 0;
+        if (!unblocked || !LockDevice(fd)) {
+            // Another program holds the device (its lock), or it is no line at all.
+            systemError = unblocked ? EBUSY : errno;
             ::close(fd);
             fd = -1;
         }
@@ -326,10 +335,27 @@ int32_t mSerial::Open() {
 void mSerial::ReleaseDevice(Impl* p) {
     CloseDevice(p->fd);
     p->fd = -1;
+    p->lossPending = false;
+}
+
+std::string mSerial::GetSystemErrorText() const {
+    if (systemError == 0) return std::string();
+    if (systemError == EBUSY) return "the device is in use by another program";
+    return std::strerror(systemError);
+}
+
+bool mSerial::PermissionDenied() const {
+    return systemError == EACCES || systemError == EPERM;
 }
 
 int32_t mSerial::ReadOpenPort(uint8_t* buffer, int32_t count) {
     const int fd = impl->fd;
+    if (impl->lossPending) {
+        MarkLost(impl->lossReason);
+        return -1;
+    }
+    bool gone = false;
+    int goneWith = 0;
 
     const auto start = Clock::now();
     // A negative time-out is taken as 0: return with what is buffered.
@@ -351,27 +377,50 @@ int32_t mSerial::ReadOpenPort(uint8_t* buffer, int32_t count) {
         const int ready = ::poll(&p, 1, pollMs);
         if (ready < 0) {
             if (errno == EINTR) continue;
+            goneWith = errno;
+            gone = true;
             break;
         }
         if (ready == 0) {
             if (!wait) break;
             continue;
         }
-        if ((p.revents & POLLIN) == 0) break; // hang-up or error without data
+        if ((p.revents & POLLIN) == 0) {
+            // Hung up, or an error, with nothing left to read: the device is gone.
+            gone = (p.revents & (POLLHUP | POLLERR | POLLNVAL)) != 0;
+            break;
+        }
         const ssize_t n = ::read(fd, buffer + got, static_cast<size_t>(count - got));
         if (n > 0) {
             got += static_cast<int32_t>(n);
             lastByte = Clock::now();
         } else if (n < 0 && errno == EINTR) {
             continue;
+        } else if (n < 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
+            break; // said to be readable, yet nothing there: an ordinary empty read
         } else {
-            break; // end of data or an error: return what has arrived
+            // Readable and yet no byte: the end of a line that was hung up (a
+            // pseudo-terminal whose server ended), or the device's own error
+            // (EIO, ENXIO, ENODEV of an unplugged adapter).
+            goneWith = n < 0 ? errno : 0;
+            gone = true;
+            break;
         }
     }
-    return got;
+    if (gone) {
+        // What arrived before the end is still handed over; the next read fails.
+        if (got > 0) {
+            impl->lossPending = true;
+            impl->lossReason = goneWith;
+        } else {
+            MarkLost(goneWith);
+        }
+    }
+    return got > 0 ? got : (gone ? -1 : 0);
 }
 
 int32_t mSerial::WriteBuffer(const uint8_t* buffer, int32_t count) {
+    if (lost) return -1; // the device went away; the text says so
     const int fd = impl->fd;
     if (count < 0) count = 0;
     if (buffer == nullptr && count > 0) return -1;
@@ -387,6 +436,8 @@ int32_t mSerial::WriteBuffer(const uint8_t* buffer, int32_t count) {
     int32_t done = 0;
     bool failed = false;
     errno = 0;
+    bool gone = false;
+    int goneWith = 0;
     while (done < count) {
         const ssize_t n = ::write(fd, buffer + done, static_cast<size_t>(count - done));
         if (n > 0) {
@@ -397,6 +448,11 @@ int32_t mSerial::WriteBuffer(const uint8_t* buffer, int32_t count) {
         if (n < 0 && errno == EINTR) continue;
         if (n < 0 && errno != EAGAIN && errno != EWOULDBLOCK) {
             failed = true;
+            // A hung-up line or an unplugged adapter refuses every write.
+            if (errno == EIO || errno == ENXIO || errno == ENODEV || errno == EPIPE) {
+                gone = true;
+                goneWith = errno;
+            }
             break;
         }
         const auto now = Clock::now();
@@ -405,10 +461,15 @@ int32_t mSerial::WriteBuffer(const uint8_t* buffer, int32_t count) {
         pollfd p{fd, POLLOUT, 0};
         const int ready = ::poll(&p, 1, PollMs(left));
         if (ready < 0 && errno != EINTR) break;
-        if (ready > 0 && (p.revents & POLLOUT) == 0) break; // hang-up or error
+        if (ready > 0 && (p.revents & POLLOUT) == 0) {
+            // Hang-up or error: the device is gone.
+            failed = gone = (p.revents & (POLLHUP | POLLERR | POLLNVAL)) != 0;
+            break;
+        }
     }
     const int err = errno;
     if ((flags & O_NONBLOCK) == 0) ::fcntl(fd, F_SETFL, flags);
+    if (gone && isOpen == 1) MarkLost(goneWith);
     if (failed) return -1;
 
     // The component leaves this text after every successful write.

@@ -39,6 +39,25 @@ DWORD Millis(int32_t value) {
     return value > 0 ? static_cast<DWORD>(value) : 0;
 }
 
+// A failed read or write: true when the device itself is gone (an adapter
+// unplugged) rather than a line error that the abort-on-error setting reports.
+// A line error clears with ClearCommError; a device that went away refuses it.
+bool DeviceGone(HANDLE h, DWORD code) {
+    switch (code) {
+    case ERROR_DEVICE_REMOVED:
+    case ERROR_DEVICE_NOT_CONNECTED:
+    case ERROR_BAD_COMMAND:
+    case ERROR_INVALID_HANDLE:
+    case ERROR_NOT_READY:
+        return true;
+    default:
+        break;
+    }
+    DWORD errors = 0;
+    COMSTAT status;
+    return ClearCommError(h, &errors, &status) == 0;
+}
+
 } // namespace
 
 struct mSerial::Impl {
@@ -66,8 +85,11 @@ int32_t mSerial::Open() {
     const std::string name = PortName(port);
     if (isOpen == 1) return -1;
 
+    lost = false;
+    systemError = 0;
     const HANDLE h = OpenDevice(port);
     if (h == INVALID_HANDLE_VALUE) {
+        systemError = static_cast<int32_t>(::GetLastError());
         lastError = 1;
         lastErrorText = "Failed to open " + name;
         return -1;
@@ -170,17 +192,42 @@ void mSerial::ReleaseDevice(Impl* p) {
 
 int32_t mSerial::ReadOpenPort(uint8_t* buffer, int32_t count) {
     DWORD got = 0;
-    // The call's own result is not looked at: what was transferred counts.
-    ReadFile(impl->handle, buffer, static_cast<DWORD>(count), &got, nullptr);
+    // What was transferred counts. A failed call is looked at only to tell a
+    // device that went away (an adapter unplugged) from a line error.
+    if (!ReadFile(impl->handle, buffer, static_cast<DWORD>(count), &got, nullptr)) {
+        const DWORD code = ::GetLastError();
+        if (got == 0 && DeviceGone(impl->handle, code)) {
+            MarkLost(static_cast<int32_t>(code));
+            return -1;
+        }
+    }
     if (got > static_cast<DWORD>(count)) got = static_cast<DWORD>(count);
     return static_cast<int32_t>(got);
+}
+
+std::string mSerial::GetSystemErrorText() const {
+    if (systemError == 0) return std::string();
+    std::string text = SystemMessage(static_cast<DWORD>(systemError));
+    while (!text.empty() && (text.back() == '\n' || text.back() == '\r' || text.back() == ' '))
+        text.pop_back();
+    return text;
+}
+
+bool mSerial::PermissionDenied() const {
+    // A port held by another program also answers "access denied" on Windows.
+    return false;
 }
 
 int32_t mSerial::WriteBuffer(const uint8_t* buffer, int32_t count) {
     if (count < 0) count = 0;
     if (buffer == nullptr && count > 0) return -1;
     DWORD written = 0;
-    if (!WriteFile(impl->handle, buffer, static_cast<DWORD>(count), &written, nullptr)) return -1;
+    if (lost) return -1; // the device went away; the text says so
+    if (!WriteFile(impl->handle, buffer, static_cast<DWORD>(count), &written, nullptr)) {
+        const DWORD code = ::GetLastError();
+        if (isOpen == 1 && DeviceGone(impl->handle, code)) MarkLost(static_cast<int32_t>(code));
+        return -1;
+    }
     // The component leaves this text after every successful write.
     char text[64];
     std::snprintf(text, sizeof(text), "SetCommState failed with error %d.\n",

@@ -199,11 +199,13 @@ void SimServer::Impl::Run() {
         sim::TimePoint now = sim::Clock::now();
         module->Advance(now);
         module->TakeOutput(now, &pending);
+        // Each frame's trace line is there before its first byte goes out, so a
+        // host that has the answer also finds it in the trace.
+        CollectTrace();
         if (!pending.empty()) {
             const ssize_t written = ::write(master, pending.data(), pending.size());
             if (written > 0) pending.erase(pending.begin(), pending.begin() + written);
         }
-        CollectTrace();
         SaveStateIfChanged(false);
 
         pollfd fds[3] = {{master, POLLIN, 0}, {wake[0], POLLIN, 0}, {watch, POLLIN, 0}};

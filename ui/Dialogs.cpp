@@ -9,10 +9,12 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QEvent>
+#include <QFileInfo>
 #include <QFont>
 #include <QFrame>
 #include <QGroupBox>
 #include <QHBoxLayout>
+#include <QHash>
 #include <QLabel>
 #include <QPainter>
 #include <QPainterPath>
@@ -20,6 +22,7 @@
 #include <QPlainTextEdit>
 #include <QProgressBar>
 #include <QPushButton>
+#include <QSerialPortInfo>
 #include <QStyle>
 #include <QVBoxLayout>
 #include <algorithm>
@@ -100,17 +103,47 @@ QPixmap AboutPicture() {
 
 constexpr int kNamedPorts = 20; // "COM1".."COM20"; the item after them is port 21
 
-// "COMn", and on systems without COM names the device the port table gives it,
-// so the person sees what will be opened. The last item is empty unless the
-// table has a device for it.
-QString PortItemText(int n) {
-    QString device;
-#if !defined(_WIN32)
-    device = QString::fromStdString(PortTable::DeviceOf(n));
-#endif
+// The serial ports the system reports, by their device path.
+struct KnownPort {
+    QString product, maker;
+    bool usb = false;
+};
+
+QHash<QString, KnownPort> SystemPorts() {
+    QHash<QString, KnownPort> ports;
+    for (const QSerialPortInfo& info : QSerialPortInfo::availablePorts()) {
+        KnownPort known;
+        known.product = info.description();
+        known.maker = info.manufacturer();
+        known.usb = info.hasVendorIdentifier();
+        ports.insert(info.systemLocation(), known);
+    }
+    return ports;
+}
+
+// The chooser's text for port n: "COMn", the device path and what the system
+// knows of it, or "no device". On Windows the COM name is the device itself.
+QString PortText(int n, const QHash<QString, KnownPort>& system) {
     const QString name = QString("COM%1").arg(n);
-    if (device.isEmpty()) return n <= kNamedPorts ? name : QString();
-    return name + " (" + device + ")";
+    const QString device = QString::fromStdString(PortTable::DeviceOf(n));
+#if defined(_WIN32)
+    const auto found = system.find(name);
+    if (found == system.end()) return n <= kNamedPorts ? name : QString();
+    return name + "   " +
+           TSerChooseForm::DeviceText(QString(), found->product, found->maker, found->usb, true,
+                                      false);
+#else
+    if (device.isEmpty()) return n <= kNamedPorts ? name + "   (no device)" : QString();
+    const QFileInfo file(device);
+    const QString real = file.exists() ? file.canonicalFilePath() : QString();
+    const auto found = system.find(real.isEmpty() ? device : real);
+    const KnownPort known = found != system.end() ? *found : KnownPort();
+    QString shown = device;
+    if (!real.isEmpty() && real != device) shown += " -> " + real;
+    return name + "   " + shown + "   " +
+           TSerChooseForm::DeviceText(device, known.product, known.maker, known.usb, file.exists(),
+                                      real.startsWith("/dev/pts/"));
+#endif
 }
 
 } // namespace
@@ -261,10 +294,22 @@ TProgForm::TProgForm(QWidget* parent) : QDialog(parent) {
     FixBorder(this, layout);
 }
 
+void TProgForm::ShowCentred() {
+    adjustSize();
+    if (QWidget* window = parentWidget() ? parentWidget()->window() : nullptr) {
+        QRect frame = frameGeometry();
+        frame.moveCenter(window->frameGeometry().center());
+        move(frame.topLeft());
+    }
+    show();
+    Repaint();
+}
+
 void TProgForm::Step() {
     // The bar stops at its end rather than ignoring a step beyond it.
     const int position = std::max(bar->value(), bar->minimum()) + 1;
     bar->setValue(std::min(position, bar->maximum()));
+    Repaint();
 }
 
 void TProgForm::RaiseMaximum(int by) {
@@ -361,6 +406,8 @@ TSerChooseForm::TSerChooseForm(QWidget* parent) : QDialog(parent) {
     ComboBox1->addItem(QString());
     ComboBox1->setCurrentIndex(0);
     ComboBox1->setSizeAdjustPolicy(QComboBox::AdjustToContents);
+    portDetails = NewLabel(group, "portDetails", QString());
+    portDetails->setTextInteractionFlags(Qt::TextSelectableByMouse);
     checkHWF = new QCheckBox("Use hardware flow control (NVM-200 only)", group);
     checkHWF->setObjectName("checkHWF");
 
@@ -368,6 +415,7 @@ TSerChooseForm::TSerChooseForm(QWidget* parent) : QDialog(parent) {
     groupLayout->addWidget(line1);
     groupLayout->addWidget(line2);
     groupLayout->addWidget(ComboBox1);
+    groupLayout->addWidget(portDetails);
     groupLayout->addWidget(checkHWF);
 
     Button1 = NewButton(this, "Button1", "OK");
@@ -386,13 +434,34 @@ TSerChooseForm::TSerChooseForm(QWidget* parent) : QDialog(parent) {
 
     // Device paths may be given to the port table after this dialog was made:
     // the texts follow it each time the dialog is shown; the selection stays.
+    // A device plugged in or out meanwhile shows too.
     auto refreshItems = [this] {
+        const auto system = SystemPorts();
         for (int n = 1; n <= ComboBox1->count(); ++n)
-            ComboBox1->setItemText(n - 1, PortItemText(n));
+            ComboBox1->setItemText(n - 1, PortText(n, system));
+        ComboBox1->adjustSize();
+        adjustSize();
     };
     refreshItems();
     new EventHook(this, QEvent::Show, [refreshItems] {
         refreshItems();
+        return false;
+    });
+
+    // The chosen entry in full below the list: "COM3 is /dev/ttyUSB0 (USB: ...)".
+    auto showDetails = [this] {
+        const QStringList parts = ComboBox1->currentText().split("   ", Qt::SkipEmptyParts);
+        const int n = ComboBox1->currentIndex() + 1;
+        QString text = QString("COM%1 ").arg(n);
+        if (parts.size() >= 3)
+            text += "is " + parts[1] + "\n" + parts[2];
+        else
+            text += "has no device behind it";
+        portDetails->setText(text);
+    };
+    connect(ComboBox1, &QComboBox::currentIndexChanged, this, showDetails);
+    new EventHook(this, QEvent::Show, [showDetails] {
+        showDetails();
         return false;
     });
 
@@ -408,15 +477,35 @@ TSerChooseForm::TSerChooseForm(QWidget* parent) : QDialog(parent) {
     connect(this, &QDialog::rejected, this, [this] { tag = 0; });
 }
 
+QString TSerChooseForm::DeviceText(const QString& path, const QString& product,
+                                   const QString& maker, bool usb, bool exists,
+                                   bool pseudoTerminal) {
+    (void)path;
+    if (!exists) return "(no device)";
+    if (usb) {
+        QStringList known;
+        if (!product.isEmpty()) known << product;
+        if (!maker.isEmpty()) known << maker;
+        return "(USB adapter" + (known.isEmpty() ? QString() : ": " + known.join(", ")) + ")";
+    }
+    if (pseudoTerminal) return "(virtual line)";
+    if (!product.isEmpty()) return "(" + product + ")";
+    return "(serial port)";
+}
+
+QString TSerChooseForm::ItemText(int n) {
+    return PortText(n, SystemPorts());
+}
+
 // ---------------------------------------------------------------------------
 // TComOpenError
 
 // The two start-up error dialogs: an icon, a bold first line and its explanation,
 // and Retry and Exit, each closing the dialog with its own tag. Closed any other
 // way, the dialog answers as Exit, the answer that tries nothing further.
-static void BuildRetryExit(QDialog* dialog, QStyle::StandardPixmap iconKind,
-                           const QStringList& lines, int& tag, int retryTag, int exitTag,
-                           QPushButton*& retry, QPushButton*& exit) {
+static QVBoxLayout* BuildRetryExit(QDialog* dialog, QStyle::StandardPixmap iconKind,
+                                   const QStringList& lines, int& tag, int retryTag, int exitTag,
+                                   QPushButton*& retry, QPushButton*& exit) {
     auto* icon = NewLabel(dialog, "Image1", QString());
     const int iconSize =
         dialog->style()->pixelMetric(QStyle::PM_MessageBoxIconSize, nullptr, dialog);
@@ -458,16 +547,46 @@ static void BuildRetryExit(QDialog* dialog, QStyle::StandardPixmap iconKind,
         dialog->reject();
     });
     QObject::connect(dialog, &QDialog::rejected, dialog, [&tag, exitTag] { tag = exitTag; });
+    return texts;
 }
 
 TComOpenError::TComOpenError(QWidget* parent) : QDialog(parent) {
     setObjectName("TComOpenError");
     setWindowTitle("Error while opening COM port");
-    BuildRetryExit(this, QStyle::SP_MessageBoxCritical,
-                   {"COM port could not be opened!",
-                    "Opening the selected COM port failed. Make sure that the",
-                    "selected COM port exists and that no other program is using", "it. "},
-                   tag, 0, -1, RetryButton, ExitButton);
+    QVBoxLayout* texts =
+        BuildRetryExit(this, QStyle::SP_MessageBoxCritical,
+                       {"COM port could not be opened!",
+                        "Opening the selected COM port failed. Make sure that the",
+                        "selected COM port exists and that no other program is using", "it. "},
+                       tag, 0, -1, RetryButton, ExitButton);
+    reasonLine = NewLabel(this, "reasonLine", QString());
+    MakeBold(reasonLine);
+    adviceLine = NewLabel(this, "adviceLine", QString());
+    texts->addSpacing(6);
+    texts->addWidget(reasonLine);
+    texts->addWidget(adviceLine);
+    reasonLine->hide();
+    adviceLine->hide();
+}
+
+void TComOpenError::ShowReason(int port, const QString& device, const QString& reason,
+                               bool permission) {
+    const QString name = QString("COM%1").arg(port);
+    QString line;
+    if (device.isEmpty())
+        line = name + " has no device behind it on this computer.";
+    else if (device.endsWith(name))
+        line = name + ": " + (reason.isEmpty() ? "it could not be opened" : reason) + ".";
+    else
+        line = name + " is " + device + ": " +
+               (reason.isEmpty() ? "it could not be opened" : reason) + ".";
+    reasonLine->setText(line);
+    reasonLine->show();
+    adviceLine->setText(permission ? "Your user may not use serial devices. Add it to the group "
+                                     "\"dialout\"\n(sudo usermod -a -G dialout $USER), then log "
+                                     "out and in again."
+                                   : QString());
+    adviceLine->setVisible(permission);
 }
 
 // ---------------------------------------------------------------------------

@@ -56,7 +56,10 @@ class TProgForm : public QDialog, public Progress {
   public:
     explicit TProgForm(QWidget* parent = nullptr);
 
-    void Step() override;
+    // Centres the dialog on its main window, shows it and paints it at once
+    // (device exchanges block the event loop, so nothing else would paint it).
+    void ShowCentred();
+    void Step() override; // also paints the new position
     void RaiseMaximum(int by) override;
     void Repaint() override;
 
@@ -82,10 +85,19 @@ class TaboutForm : public QDialog {
 class TSerChooseForm : public QDialog {
     Q_OBJECT
   public:
-    // Items "COM1".."COM20" and one empty item; where the port table has a device
-    // for port n, its path is shown beside "COMn".
+    // Items "COM1".."COM20" and one item for port 21 (empty when it has no
+    // device); where the port table has a device for port n, its path and what
+    // the system knows of it are shown beside "COMn", else "no device".
     explicit TSerChooseForm(QWidget* parent = nullptr);
     int tag = 0;
+    // What an item says of a device beside its path: "USB: product, maker" for
+    // a USB adapter, "virtual line" for a pseudo-terminal, "serial port", or
+    // "no device" when nothing is there.
+    static QString DeviceText(const QString& path, const QString& product, const QString& maker,
+                              bool usb, bool exists, bool pseudoTerminal);
+    // The item text of port n, as the system now has the port table's devices.
+    static QString ItemText(int n);
+    QLabel* portDetails = nullptr; // the chosen entry's device, in full
     QComboBox* ComboBox1 = nullptr;
     QCheckBox* checkHWF = nullptr;
     QPushButton* Button1 = nullptr; // OK
@@ -97,7 +109,12 @@ class TComOpenError : public QDialog {
     Q_OBJECT
   public:
     explicit TComOpenError(QWidget* parent = nullptr);
+    // Adds the line that names the port's device and why it did not open, and
+    // when the person may not use serial devices, what to do about it.
+    void ShowReason(int port, const QString& device, const QString& reason, bool permission);
     int tag = 0;
+    QLabel* reasonLine = nullptr;
+    QLabel* adviceLine = nullptr;
     QPushButton* RetryButton = nullptr;
     QPushButton* ExitButton = nullptr;
 };

@@ -19,6 +19,7 @@
 #include "ScoSetHandler.h"
 #include "SerSetHandler.h"
 #include "SerialPage.h"
+#include "SettingsGroup.h"
 #include "SettingsPage.h"
 #include "SopSetHandler.h"
 
@@ -181,6 +182,10 @@ void TMainForm::BuildMenus() {
     menuShowAdvanced->setCheckable(true);
     // Offered once a module with the advanced groups has been read.
     menuShowAdvanced->setEnabled(false);
+    conf->addSeparator();
+    // The port can be changed at any time: another adapter, or the same one
+    // plugged in again.
+    menuConfChoosePort = conf->addAction(QStringLiteral("&Choose port..."));
 
     QMenu* help = menuBar()->addMenu(QStringLiteral("&Help"));
     menuHelpShowHelp = help->addAction(QStringLiteral("&Show help"));
@@ -194,6 +199,7 @@ void TMainForm::BuildMenus() {
     menuConfReadFromDevice->setObjectName(QStringLiteral("menuConfReadFromDevice"));
     menuConfWriteToDevice->setObjectName(QStringLiteral("menuConfWriteToDevice"));
     menuShowAdvanced->setObjectName(QStringLiteral("menuShowAdvanced"));
+    menuConfChoosePort->setObjectName(QStringLiteral("menuConfChoosePort"));
     menuHelpShowHelp->setObjectName(QStringLiteral("menuHelpShowHelp"));
     menuHelpWebsite->setObjectName(QStringLiteral("menuHelpWebsite"));
     menuHelpAbout->setObjectName(QStringLiteral("menuHelpAbout"));
@@ -206,6 +212,7 @@ void TMainForm::BuildMenus() {
     connect(menuConfWriteToDevice, &QAction::triggered, this,
             &TMainForm::menuConfWriteToDeviceClick);
     connect(menuShowAdvanced, &QAction::triggered, this, &TMainForm::menuShowAdvancedClick);
+    connect(menuConfChoosePort, &QAction::triggered, this, &TMainForm::menuConfChoosePortClick);
     connect(menuHelpShowHelp, &QAction::triggered, this, &TMainForm::menuHelpShowHelpClick);
     connect(menuHelpWebsite, &QAction::triggered, this, &TMainForm::menuHelpWebsiteClick);
     connect(menuHelpAbout, &QAction::triggered, this, &TMainForm::menuHelpAboutClick);
@@ -300,25 +307,32 @@ bool TMainForm::ReadAll() {
     if (busy) return false;
     BusyScope scope(busy);
     SetButtonsEnabled(false);
+    const bool done = EnsurePort() && ReadAllSteps();
+    DropQueuedInput();
+    SetButtonsEnabled(true);
+    return done;
+}
 
+bool TMainForm::ReadAllSteps() {
     // Only clears the module's input and any stale answer; the result does not matter.
     comm->CheckConnection();
 
     if (AnyChanged() &&
-        Desktop::AskOkCancel(this, QString::fromLatin1(kChangedPrompt)) != Desktop::Answer::Ok) {
-        SetButtonsEnabled(true);
+        Desktop::AskOkCancel(this, QString::fromLatin1(kChangedPrompt)) != Desktop::Answer::Ok)
         return false;
-    }
 
     progForm->bar->setMaximum(ModuleSettings::kReadProgressMaximum);
     progForm->bar->setValue(0);
     progForm->Label1->setText(QStringLiteral("Please wait, reading settings from device"));
     progForm->setWindowTitle(QStringLiteral("Reading settings"));
-    progForm->show();
+    progForm->ShowCentred();
 
     Failure failure;
     const SettingsGroup* failed = settings.ReadAll(failure, [this] { GeneralRead(); });
-    if (failed != nullptr) errorForm->Report(failure);
+    if (failed != nullptr) {
+        AddPortLoss(failure);
+        errorForm->Report(failure);
+    }
 
     // Every group read so far shows what it holds, the failed one included, so
     // the window shows what a save or a write-all would use.
@@ -329,15 +343,14 @@ bool TMainForm::ReadAll() {
     }
     if (failed != nullptr) {
         progForm->close();
-        SetButtonsEnabled(true);
         return false;
     }
     progForm->bar->setValue(progForm->bar->maximum());
+    progForm->Repaint();
     progForm->close();
     QThread::msleep(kSettleMs);
     QCoreApplication::processEvents();
     settings.ClearChanged();
-    SetButtonsEnabled(true);
     return true;
 }
 
@@ -345,27 +358,33 @@ bool TMainForm::WriteAll() {
     if (busy) return false;
     BusyScope scope(busy);
     SetButtonsEnabled(false);
+    const bool done = WriteAllSteps();
+    DropQueuedInput();
+    SetButtonsEnabled(true);
+    return done;
+}
 
+bool TMainForm::WriteAllSteps() {
     Failure failure;
     if (const SettingsGroup* invalid = settings.ValidateAll(failure)) {
         errorForm->Report(failure);
         ShowGroupPage(invalid);
-        SetButtonsEnabled(true);
         return false;
     }
+    // Checked first: a port that went away is chosen again before writing.
+    if (!EnsurePort()) return false;
 
     progForm->Label1->setText(QStringLiteral("Please wait, writing settings to device"));
     progForm->setWindowTitle(QStringLiteral("Writing settings"));
     progForm->bar->setMaximum(settings.WriteProgressMaximum());
     progForm->bar->setValue(0);
-    progForm->show();
-    progForm->Repaint();
+    progForm->ShowCentred();
 
     if (const SettingsGroup* failed = settings.WriteAll(failure)) {
+        AddPortLoss(failure);
         errorForm->Report(failure);
         progForm->close();
         ShowGroupPage(failed);
-        SetButtonsEnabled(true);
         return false;
     }
 
@@ -377,8 +396,40 @@ bool TMainForm::WriteAll() {
         if (m.refreshAfterWrite && settings.TakesPart(m))
             if (SettingsPage* page = PageOf(m.group)) page->UpdateControls();
     settings.ClearChanged();
-    SetButtonsEnabled(true);
     return true;
+}
+
+void TMainForm::DropQueuedInput() {
+    QCoreApplication::sendPostedEvents();
+    QCoreApplication::processEvents(QEventLoop::AllEvents);
+}
+
+void TMainForm::AddPortLoss(Failure& failure) const {
+    if (!serPort.IsLost()) return;
+    failure.description.push_back(serPort.GetLastErrorText());
+    failure.description.push_back("Read or write again to choose the port once the device is "
+                                  "back, or choose another port (Configuration, Choose port).");
+}
+
+bool TMainForm::EnsurePort() {
+    if (!startupDone || serPort.IsOpen()) return true;
+    return ConnectModule();
+}
+
+void TMainForm::menuConfChoosePortClick() {
+    // Never while a read-all, a write-all, a search or a pairing runs.
+    if (busy) return;
+    bool connected = false;
+    {
+        BusyScope scope(busy);
+        SetButtonsEnabled(false);
+        connected = ConnectModule();
+        SetButtonsEnabled(true);
+    }
+    if (connected) {
+        startupDone = true;
+        StartTimer->start(); // the module found there is read, as at start-up
+    }
 }
 
 bool TMainForm::SaveSettings(const QString& fileName) {
@@ -515,15 +566,14 @@ void TMainForm::RunConnectError(TConnectErrorForm& form) {
         form.exec();
 }
 
-void TMainForm::FormShow() {
+bool TMainForm::ConnectModule() {
     if (!serChooseForm) serChooseForm = std::make_unique<TSerChooseForm>(this);
     for (;;) {
         serChooseForm->tag = 0;
         RunSerChoose(*serChooseForm);
-        if (serChooseForm->tag == 0) {
-            noModule = true;
-            break;
-        }
+        if (serChooseForm->tag == 0) return false;
+        // The port chosen replaces the one open until now.
+        if (serPort.IsOpen()) serPort.Close();
         serPort.port = serChooseForm->tag;
         comm->SetSerialPort(&serPort);
         serPort.handshake = serChooseForm->checkHWF->isChecked() ? mHandHardware : mHandNone;
@@ -535,29 +585,37 @@ void TMainForm::FormShow() {
         serPort.ReadBuffer(stale, kStaleBytes);
 
         if (opened != 0) {
+            const int32_t n = serPort.port;
+            const QString device = QString::fromStdString(PortTable::DeviceOf(n));
+            const QString reason = QString::fromLocal8Bit(serPort.GetSystemErrorText().c_str());
+            const bool permission = serPort.PermissionDenied();
             serPort.Close();
             TComOpenError openError(this);
+            openError.ShowReason(n, device, reason, permission);
             openError.tag = 0;
             RunComOpenError(openError);
             if (openError.tag >= 0) continue;
-            noModule = true;
-            break;
+            return false;
         }
-        if (comm->CheckConnection() == 1) break;
+        if (comm->CheckConnection() == 1) return true;
 
         serPort.Close();
         TConnectErrorForm connectError(this);
         connectError.tag = 0;
         RunConnectError(connectError);
         if (connectError.tag != 0) continue;
-        noModule = true;
-        break;
+        return false;
     }
+}
 
-    if (!noModule)
+void TMainForm::FormShow() {
+    noModule = !ConnectModule();
+    if (!noModule) {
+        startupDone = true;
         StartTimer->start();
-    else
+    } else {
         EndWithoutModule();
+    }
 }
 
 void TMainForm::EndWithoutModule() {

@@ -35,6 +35,7 @@ class TConnectErrorForm;
 class TErrorForm;
 class TProgForm;
 class TSerChooseForm;
+struct Failure;
 class QAction;
 class QCloseEvent;
 class QPaintEvent;
@@ -117,6 +118,7 @@ class TMainForm : public QMainWindow {
     QAction* menuConfReadFromDevice = nullptr;
     QAction* menuConfWriteToDevice = nullptr;
     QAction* menuShowAdvanced = nullptr;
+    QAction* menuConfChoosePort = nullptr; // "&Choose port...": another port at any time
     QAction* menuHelpShowHelp = nullptr;
     QAction* menuHelpWebsite = nullptr;
     QAction* menuHelpAbout = nullptr;
@@ -147,6 +149,7 @@ class TMainForm : public QMainWindow {
     void menuSaveSettingsClick();
     void menuFileExitClick();
     void menuShowAdvancedClick();
+    void menuConfChoosePortClick();
     void menuHelpShowHelpClick();
     void menuHelpWebsiteClick();
     void menuHelpAboutClick();
@@ -175,10 +178,25 @@ class TMainForm : public QMainWindow {
     void RunComOpenError(TComOpenError& form);
     void RunConnectError(TConnectErrorForm& form);
     void EndWithoutModule();
+    // The port chooser and its two error dialogs until a module answers (true)
+    // or the person gives up (false). The port open until then stays open when
+    // the chooser is cancelled.
+    bool ConnectModule();
+    // Before a module operation: a port that went away, or that a choice left
+    // closed, is chosen again first. False when the person gave up.
+    bool EnsurePort();
+    // A failure that came from a port that went away also says so.
+    void AddPortLoss(Failure& failure) const;
+    bool ReadAllSteps();
+    bool WriteAllSteps();
+    // Clicks and keys that came in while a module operation ran reach the
+    // window now, while its buttons are still disabled, and so are dropped.
+    void DropQueuedInput();
 
     std::vector<SettingsPage*> pages;
     std::unique_ptr<TSerChooseForm> serChooseForm; // keeps its selection across retries
     bool shownOnce = false;
+    bool startupDone = false; // the start-up connection has ended with a module
     bool busy = false;
     bool exitRequested = false;
 };

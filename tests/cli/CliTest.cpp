@@ -12,13 +12,17 @@
 #include <cstdio>
 #include <fstream>
 #include <iterator>
+#include <regex>
 #include <string>
+#include <thread>
+#include <tuple>
 #include <utility>
 #include <vector>
 
 #include <fcntl.h>
 #include <poll.h>
 #include <spawn.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <sys/wait.h>
 #include <termios.h>
@@ -596,6 +600,63 @@ TEST(Progress, ABarOnATerminalThatIsWipedAtTheEnd) {
     }
     EXPECT_EQ(at, o.err.size()) << "the wiped line is the last thing shown";
     std::remove(file.c_str());
+}
+
+// The module goes away while the tool talks to it: the tool stops at once with
+// status 4, the report of what failed, and the device that went away, instead
+// of waiting out its time-outs.
+TEST(Loss, AModuleThatGoesAwayEndsTheCommandAtOnce) {
+    // command, options of the module that keep it busy for seconds, what failed
+    const std::tuple<std::string, std::vector<std::string>, std::string> cases[] = {
+        {"read", {"--answer-delay", "150"}, "Error: Could not read parameter"},
+        {"search", {"--search-time", "4000"}, ""},
+        {"wait-pair", {"--pairing", "complete@4000"}, ""}};
+    for (const auto& [command, options, failed] : cases) {
+        Module m(options);
+        std::vector<std::string> args{command, m.device};
+        if (command == "read") args.insert(args.end(), {"-o", Temp("lost.bcf")});
+        if (command == "wait-pair") args.insert(args.end(), {"--passkey", "1234"});
+        std::thread stopper([&] {
+            std::this_thread::sleep_for(std::chrono::milliseconds(600));
+            m.server.Stop();
+        });
+        const Outcome o = Cli(args);
+        stopper.join();
+        EXPECT_EQ(o.status, 4) << command << o.err;
+        EXPECT_LT(o.seconds, 1.5) << command;
+        EXPECT_NE(o.err.find(failed), std::string::npos) << command << o.err;
+        EXPECT_NE(o.err.find("btconf-cli: The module's port went away\nThe device of COM1 (" +
+                             m.device + ") went away: "),
+                  std::string::npos)
+            << command << o.err;
+    }
+}
+
+// The ports as the window's chooser lists them, with what can be opened.
+TEST(Ports, ListsEachPortsDeviceWhatItIsAndWhetherItOpens) {
+    Module free, held;
+    const int holder = open(held.device.c_str(), O_RDWR | O_NOCTTY);
+    ASSERT_GE(holder, 0);
+    ASSERT_EQ(flock(holder, LOCK_EX | LOCK_NB), 0);
+    const std::string link = Temp("ports-link");
+    std::remove(link.c_str());
+    ASSERT_EQ(symlink(free.device.c_str(), link.c_str()), 0);
+    const Outcome o = Cli({"ports", link, held.device, "/dev/nvm-no-such-port"});
+    EXPECT_EQ(o.status, 0) << o.err;
+    std::vector<std::string> lines;
+    for (std::size_t at = 0, end; (end = o.out.find('\n', at)) != std::string::npos; at = end + 1)
+        lines.push_back(o.out.substr(at, end - at));
+    ASSERT_GE(lines.size(), 20u) << o.out;
+    const std::vector<std::regex> expected = {
+        std::regex("COM1 +" + link + " -> " + free.device + " +virtual line +can be opened"),
+        std::regex("COM2 +" + held.device +
+                   " +virtual line +cannot be opened: another program is using it"),
+        std::regex("COM3 +/dev/nvm-no-such-port +\\(no device\\)")};
+    for (std::size_t i = 0; i < expected.size(); ++i)
+        EXPECT_TRUE(std::regex_match(lines[i], expected[i])) << lines[i];
+    EXPECT_TRUE(std::regex_match(lines[19], std::regex("COM20 .*"))) << lines[19];
+    close(holder);
+    std::remove(link.c_str());
 }
 
 } // namespace

@@ -7,6 +7,7 @@
 #include "mSerial.h"
 
 #include <QComboBox>
+#include <QFile>
 #include <QLabel>
 #include <QMessageBox>
 #include <QPlainTextEdit>
@@ -15,6 +16,10 @@
 #include <QTemporaryDir>
 #include <QTextBrowser>
 #include <QtTest>
+
+#include <cstdlib>
+#include <fcntl.h>
+#include <unistd.h>
 
 // Characters that have no business in a help text (what binary junk leaves).
 const QRegularExpression kControl("[\\x00-\\x09\\x0b-\\x1f\\x7f-\\x9f]");
@@ -108,13 +113,20 @@ class DialogsTest : public QObject {
         QCOMPARE(got, tags);
     }
 
-    // "COM1".."COM20" and an empty item for port 21; the device path beside the
-    // ports the port table knows, also when the table comes after the dialog.
+    // "COM1".."COM20" and an item for port 21 (empty without a device); beside
+    // each port its device and what the system knows of it, or "no device",
+    // also when the table comes after the dialog; the chosen entry in full below.
     void chooserItems() {
 #if defined(_WIN32)
         QSKIP("COM names are the devices themselves");
 #endif
-        PortTable::Set({"/dev/ttyUSB7", "/tmp/nvm"});
+        QTemporaryDir dir;
+        const QString link = dir.filePath("nvm");
+        const int master = posix_openpt(O_RDWR | O_NOCTTY);
+        QVERIFY(master >= 0 && grantpt(master) == 0 && unlockpt(master) == 0);
+        const QString pts = QString::fromLatin1(ptsname(master));
+        QVERIFY(QFile::link(pts, link));
+        PortTable::Set({"/dev/ttyUSB7", link.toStdString(), pts.toStdString()});
         TSerChooseForm chooser;
         auto items = [&] {
             QStringList texts;
@@ -122,18 +134,73 @@ class DialogsTest : public QObject {
                 texts << chooser.ComboBox1->itemText(i);
             return texts;
         };
-        QStringList expected = {"COM1 (/dev/ttyUSB7)", "COM2 (/tmp/nvm)"};
-        for (int n = 3; n <= 20; ++n)
-            expected << QString("COM%1").arg(n);
+        QStringList expected = {"COM1   /dev/ttyUSB7   (no device)",
+                                "COM2   " + link + " -> " + pts + "   (virtual line)",
+                                "COM3   " + pts + "   (virtual line)"};
+        for (int n = 4; n <= 20; ++n)
+            expected << QString("COM%1   (no device)").arg(n);
         QCOMPARE(items(), expected << "");
+        chooser.ComboBox1->setCurrentIndex(1);
+        QCOMPARE(chooser.portDetails->text(),
+                 "COM2 is " + link + " -> " + pts + "\n(virtual line)");
 
         PortTable::Set(std::vector<std::string>(21, "/dev/ttyS9"));
         chooser.ComboBox1->setCurrentIndex(20);
         chooser.show();
-        QCOMPARE(items().last(), QString("COM21 (/dev/ttyS9)"));
+        QCOMPARE(items().last(), QString("COM21   /dev/ttyS9   (no device)"));
         chooser.Button1->click();
         QCOMPARE(chooser.tag, 21);
         PortTable::Set({});
+        close(master);
+    }
+
+    // What an entry says of its device.
+    void deviceTexts() {
+        // product, maker, USB, exists, pseudo-terminal, text
+        using Row = std::tuple<QString, QString, bool, bool, bool, QString>;
+        const QList<Row> rows = {
+            {"FT232R USB UART", "FTDI", true, true, false, "(USB adapter: FT232R USB UART, FTDI)"},
+            {"", "Prolific", true, true, false, "(USB adapter: Prolific)"},
+            {"", "", true, true, false, "(USB adapter)"},
+            {"", "", false, true, true, "(virtual line)"},
+            {"", "", false, true, false, "(serial port)"},
+            {"FT232R USB UART", "FTDI", true, false, false, "(no device)"}};
+        for (const auto& [product, maker, usb, exists, pty, text] : rows)
+            QCOMPARE(TSerChooseForm::DeviceText("/dev/x", product, maker, usb, exists, pty), text);
+    }
+
+    // The port-open error keeps its lines and adds the device and the reason,
+    // and what to do when the person may not use serial devices.
+    void openErrorReason() {
+        // port, device, reason, permission denied, added lines
+        using Row = std::tuple<int, QString, QString, bool, QStringList>;
+        const QList<Row> rows = {
+            {3,
+             "/dev/ttyUSB0",
+             "Permission denied",
+             true,
+             {"COM3 is /dev/ttyUSB0: Permission denied.",
+              "Your user may not use serial devices. Add it to the group \"dialout\"\n(sudo "
+              "usermod -a -G dialout $USER), then log out and in again."}},
+            {1,
+             "/dev/ttyACM0",
+             "the device is in use by another program",
+             false,
+             {"COM1 is /dev/ttyACM0: the device is in use by another program."}},
+            {7, "", "", false, {"COM7 has no device behind it on this computer."}}};
+        for (const auto& [port, device, reason, permission, added] : rows) {
+            TComOpenError dialog;
+            dialog.ShowReason(port, device, reason, permission);
+            QStringList lines;
+            for (QLabel* label : dialog.findChildren<QLabel*>())
+                if (!label->text().isEmpty() && !label->isHidden()) lines << label->text();
+            QCOMPARE(lines, QStringList({"COM port could not be opened!",
+                                         "Opening the selected COM port failed. Make sure that the",
+                                         "selected COM port exists and that no other program is "
+                                         "using",
+                                         "it. "}) +
+                                added);
+        }
     }
 
     void aboutBox() {

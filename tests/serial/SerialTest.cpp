@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <chrono>
 #include <cstdio>
+#include <cstring>
 #include <fcntl.h>
 #include <gtest/gtest.h>
 #include <poll.h>
@@ -26,6 +27,9 @@ namespace {
 termios lastRequest{};
 int refuseNext = 0;
 } // namespace
+// The modem lines the port last asked the driver to lower (a pseudo-terminal
+// has none and refuses the request, so it is seen here), -1 before any.
+int modemLinesCleared = -1;
 #if defined(SERIAL_TEST_RECORDS_TCSETATTR)
 constexpr bool kRecorder = true;
 extern "C" int __real_tcsetattr(int fd, int when, const termios* settings);
@@ -34,6 +38,11 @@ extern "C" int __wrap_tcsetattr(int fd, int when, const termios* settings) {
     if (refuseNext == 0) return __real_tcsetattr(fd, when, settings);
     errno = std::exchange(refuseNext, 0);
     return -1;
+}
+extern "C" int __real_ioctl(int fd, unsigned long request, void* arg);
+extern "C" int __wrap_ioctl(int fd, unsigned long request, void* arg) {
+    if (request == TIOCMBIC && arg != nullptr) modemLinesCleared = *static_cast<int*>(arg);
+    return __real_ioctl(fd, request, arg);
 }
 #else
 constexpr bool kRecorder = false;
@@ -323,6 +332,131 @@ TEST_F(Serial, WriteToALineThatTakesNothingGivesUpAtTheTimeOut) {
     EXPECT_LT(n, int32_t(big.size()));
     EXPECT_GE(ms, 90);
     EXPECT_LT(ms, 1000);
+}
+
+// Parity, stop bits and handshake as the driver then holds them (a
+// pseudo-terminal keeps odd parity, two stop bits, RTS/CTS and parity
+// checking, though it forces 8 bits without parity), and the modem lines
+// lowered: DTR always, RTS unless the handshake drives it. Each case starts from
+// the opposite line, so that every flag has to be set or cleared.
+TEST_F(Serial, ParityStopBitsHandshakeAndDtrReachTheDevice) {
+    struct Case {
+        Eparity parity;
+        Estopbits stop;
+        Ehandshake hand;
+        tcflag_t cflag, iflag, requested; // PARODD|CSTOPB|CRTSCTS, INPCK, PARENB|PARODD
+        int lowered;
+    };
+    const Case cases[] = {
+        {mParNone, mStop1, mHandNone, 0, 0, 0, TIOCM_DTR | TIOCM_RTS},
+        {mParEven, mStop2, mHandNone, CSTOPB, INPCK, PARENB, TIOCM_DTR | TIOCM_RTS},
+        {mParOdd, mStop1, mHandHardware, PARODD | CRTSCTS, INPCK, PARENB | PARODD, TIOCM_DTR},
+        {mParEven, mStop1, mHandHardware, CRTSCTS, INPCK, PARENB, TIOCM_DTR},
+        {mParOdd, mStop2, mHandNone, PARODD | CSTOPB, INPCK, PARENB | PARODD,
+         TIOCM_DTR | TIOCM_RTS},
+    };
+    const tcflag_t lineFlags = PARODD | CSTOPB | CRTSCTS;
+    for (const Case& c : cases) {
+        const std::string name = std::to_string(int(c.parity)) + "/" + std::to_string(int(c.stop)) +
+                                 "/" + std::to_string(int(c.hand));
+        termios t = pty.Settings();
+        t.c_cflag = (t.c_cflag & ~lineFlags) | (~c.cflag & lineFlags);
+        t.c_iflag = (t.c_iflag & ~tcflag_t(INPCK)) | (~c.iflag & INPCK);
+        ASSERT_EQ(tcsetattr(pty.slave, TCSANOW, &t), 0);
+        modemLinesCleared = -1;
+        s.parity = c.parity;
+        s.stopbits = c.stop;
+        s.handshake = c.hand;
+        ASSERT_EQ(s.Open(), 0) << name;
+        t = pty.Settings();
+        EXPECT_EQ(t.c_cflag & lineFlags, c.cflag) << name;
+        EXPECT_EQ(t.c_iflag & INPCK, c.iflag) << name;
+        if (kRecorder) {
+            EXPECT_EQ(lastRequest.c_cflag & (PARENB | PARODD), c.requested) << name;
+            EXPECT_EQ(modemLinesCleared, c.lowered) << name;
+        }
+        ASSERT_EQ(s.Close(), 0);
+    }
+}
+
+// The far end hangs up (the server of a pseudo-terminal ends, an adapter is
+// unplugged): the port says so at once with its own code and a text naming the
+// device, lets go of it, fails every read and write at once, and opens again
+// on a line that is back. (The hang-up of a pseudo-terminal throws away what
+// was waiting to be read.)
+TEST(SerialLoss, AHungUpLineFailsAtOnceAndNamesTheDevice) {
+    // bytes waiting when the line hangs up, whether the first call is a write
+    const std::tuple<Bytes, bool> cases[] = {
+        {Bytes{}, false}, {Bytes{0x1C, 0x02, 0x01}, false}, {Bytes{}, true}};
+    for (const auto& [before, writeFirst] : cases) {
+        PtyPair line;
+        ASSERT_TRUE(line.ok);
+        PortTable::Set({line.path});
+        Port port(1);
+        ASSERT_EQ(port.Open(), 0);
+        if (!before.empty()) {
+            ASSERT_TRUE(line.Send(before));
+            ASSERT_TRUE(line.WaitBuffered(int(before.size())));
+        }
+        close(line.master);
+        line.master = -1;
+
+        const auto start = std::chrono::steady_clock::now();
+        uint8_t buffer[64];
+        const uint8_t probe[] = {0x01, 0x04, 0xFF, 0x00, 0x55, 0xAA};
+        if (writeFirst) {
+            EXPECT_EQ(port.WriteBuffer(probe, 6), -1);
+        }
+        port.ReadTimeout = 1000;
+        for (int i = 0; i < 1000; ++i)
+            ASSERT_EQ(port.ReadBuffer(buffer, 64), -1);
+        EXPECT_EQ(port.WriteBuffer(probe, 6), -1);
+        EXPECT_LT(long(std::chrono::duration_cast<std::chrono::milliseconds>(
+                           std::chrono::steady_clock::now() - start)
+                           .count()),
+                  100)
+            << "no wait on a line that is gone";
+        EXPECT_TRUE(port.IsLost());
+        EXPECT_FALSE(port.IsOpen());
+        EXPECT_EQ(port.GetLastError(), mSerial::kPortLost);
+        EXPECT_TRUE(std::regex_match(port.GetLastErrorText(),
+                                     std::regex("The device of COM1 \\(" + line.path +
+                                                "\\) went away: (the line was hung up|.+ error)")))
+            << port.GetLastErrorText();
+        EXPECT_EQ(port.Close(), -1);
+
+        PtyPair back;
+        ASSERT_TRUE(back.ok);
+        PortTable::Set({back.path});
+        ASSERT_EQ(port.Open(), 0);
+        EXPECT_FALSE(port.IsLost());
+        port.ReadTimeout = 10;
+        EXPECT_EQ(port.ReadBuffer(buffer, 64), 0);
+        ASSERT_TRUE(back.Send({0x42}));
+        port.ReadTimeout = 500;
+        EXPECT_EQ(port.ReadBuffer(buffer, 64), 1);
+    }
+}
+
+// Why a port did not open, in the system's words: no such device, or a device
+// that another program holds.
+TEST_F(Serial, AFailedOpenKeepsTheSystemsReason) {
+    PortTable::Set({pty.path, "/nonexistent/serial/device", ""});
+    Port holder(1);
+    ASSERT_EQ(holder.Open(), 0);
+    // port, system error, its text
+    const std::tuple<int32_t, int32_t, std::string> cases[] = {
+        {1, EBUSY, "the device is in use by another program"},
+        {2, ENOENT, std::strerror(ENOENT)},
+        {3, 0, ""},
+    };
+    for (const auto& [n, error, text] : cases) {
+        Port port(n);
+        EXPECT_EQ(port.Open(), -1);
+        EXPECT_EQ(port.GetSystemError(), error) << n;
+        EXPECT_EQ(port.GetSystemErrorText(), text) << n;
+        EXPECT_FALSE(port.PermissionDenied()) << n;
+    }
 }
 
 } // namespace

@@ -14,6 +14,15 @@
 
 namespace {
 
+// The texts of a dialog's visible labels, in the order they were made.
+QStringList LinesOf(QDialog& dialog) {
+    dialog.ensurePolished();
+    QStringList lines;
+    for (QLabel* label : dialog.findChildren<QLabel*>())
+        if (!label->text().isEmpty() && !label->isHidden()) lines << label->text();
+    return lines;
+}
+
 template <typename T> T Take(std::deque<T>& queue, T otherwise) {
     if (queue.empty()) return otherwise;
     T value = queue.front();
@@ -49,10 +58,12 @@ WindowRig::WindowRig(const std::vector<std::string>& simArgs) : sim(simArgs) {
     };
     seams.comOpenError = [this](TComOpenError& dialog) {
         ++openErrorsShown;
+        dialogLines << LinesOf(dialog);
         (Take(openErrorRetries, false) ? dialog.RetryButton : dialog.ExitButton)->click();
     };
     seams.connectError = [this](TConnectErrorForm& dialog) {
         ++connectErrorsShown;
+        dialogLines << LinesOf(dialog);
         (Take(connectErrorRetries, false) ? dialog.RetryButton : dialog.ExitButton)->click();
     };
     seams.quit = [this](int status) { quitStatus = status; };

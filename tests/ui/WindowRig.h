@@ -35,7 +35,8 @@ class WindowRig {
     std::deque<int> chooserPorts{1};
     bool hardwareFlow = false;
     std::deque<bool> openErrorRetries, connectErrorRetries;
-    QList<int> chooserIndexesSeen; // the chooser's selection each time it came up
+    QList<int> chooserIndexesSeen;  // the chooser's selection each time it came up
+    QList<QStringList> dialogLines; // the visible lines of each error dialog shown
     int openErrorsShown = 0, connectErrorsShown = 0;
     std::optional<int> quitStatus;
 
