@@ -2,6 +2,7 @@
 
 #include "Communicator.h"
 #include "PairForms.h"
+#include "mSerial.h"
 
 #include <QLineEdit>
 #include <QTimer>
@@ -239,7 +240,7 @@ int PairHandler::LocalPair() {
             f.hide();
             return Run();
         case 12:
-            if (comm && comm->PollPairingStatus() == kCancelled) {
+            if (AbortEnded()) {
                 resumeAtSearch = 1;
                 f.hide();
                 return Run();
@@ -256,7 +257,7 @@ int PairHandler::LocalPair() {
             f.tag = 0;
             return -1;
         case 13:
-            if (comm && comm->PollPairingStatus() == kCancelled) {
+            if (AbortEnded()) {
                 f.hide();
                 resumeAtSearch = 0;
                 return -1;
@@ -270,6 +271,12 @@ int PairHandler::LocalPair() {
             break;
         }
     }
+}
+
+bool PairHandler::AbortEnded() {
+    if (comm == nullptr) return false;
+    if (comm->PollPairingStatus() == kCancelled) return true;
+    return comm->serialPort == nullptr || !comm->serialPort->IsOpen();
 }
 
 int PairHandler::RemotePair() {
@@ -331,7 +338,7 @@ int PairHandler::RemotePair() {
             f.hide();
             return Run();
         case 12:
-            if (comm && comm->PollPairingStatus() == kCancelled) {
+            if (AbortEnded()) {
                 resumeAtSearch = 0;
                 f.hide();
                 return Run();
@@ -346,7 +353,7 @@ int PairHandler::RemotePair() {
             f.hide();
             return -1;
         case 11:
-            if (comm && comm->PollPairingStatus() == kCancelled) {
+            if (AbortEnded()) {
                 f.hide();
                 return -1;
             }

@@ -53,6 +53,9 @@ class PairHandler {
     static void PasskeyRule(QLineEdit* passkey, QPushButton* pair);
     // The passkey as the module takes it: its 8-bit characters, 16 at most.
     static std::string PasskeyOf(const QLineEdit* passkey);
+    // One poll of an abort: true once the module reports the pairing cancelled,
+    // or when the port has gone away and can never bring that report.
+    bool AbortEnded();
 
     Communicator* comm = nullptr;
     QPointer<QDialog> owned[4];

@@ -70,6 +70,7 @@ class PairWizardTest : public QObject {
     void backAndStepOne();
     void remotePairing_data();
     void remotePairing();
+    void abortEndsWhenThePortGoesAway();
 };
 
 void PairWizardTest::localPairing_data() {
@@ -331,6 +332,28 @@ void PairWizardTest::remotePairing() {
     QVERIFY(!frames.isEmpty());
     QCOMPARE(frames.count(kPaired), frames.size());
     QVERIFY(complete ? frames.size() >= 2 : frames.size() == 1);
+}
+
+void PairWizardTest::abortEndsWhenThePortGoesAway() {
+    // The module goes away while the remote page waits: Cancel cannot get the
+    // cancelled report, and the wizard still ends instead of waiting for it.
+    PairingRig rig(kDevices, {"--pairing", "complete@5000"});
+    QVERIFY(rig.ready);
+    PairHandler h;
+    h.SetCommunicator(&rig.comm);
+    TformPairRemote2* f = h.formPairRemote2;
+    Person p;
+    Choose(p, h, false);
+    Pair(p, f, "2468", "Waiting for remote device to pair");
+    p.Then(
+        "module gone, Cancel", [] { return true; },
+        [&] {
+            rig.sim.Stop();
+            Click(f->cancelButton);
+        });
+    QCOMPARE(p.Run([&] { return h.Execute(); }), -1);
+    QVERIFY2(p.failure.isEmpty(), qPrintable(p.failure));
+    QVERIFY(!f->isVisible());
 }
 
 QTEST_MAIN(PairWizardTest)
