@@ -721,16 +721,17 @@ std::string Usage() {
            "  --watch              program: station mode (above)\n"
            "  -h, --help           print this text\n"
            "\n"
+           "program ends with status 8 when at least one module was not programmed or\n"
+           "not verified; diff ends with 0 when no setting differs and 1 when one does.\n"
+           "\n"
            "Exit status:\n"
-           "  0  success (diff: no setting differs)\n"
-           "  1  diff: at least one setting differs\n"
+           "  0  success\n"
            "  2  the command line is wrong\n"
            "  3  the port cannot be opened, or no module answers\n"
            "  4  a setting could not be read from or written to the module\n"
            "  5  the file is refused or holds no settings, or a value is not valid\n"
            "  6  the output file cannot be written\n"
-           "  7  the pairing timed out, failed, ended in an error or was canceled\n"
-           "  8  program: at least one module was not programmed or not verified\n";
+           "  7  the pairing timed out, failed, ended in an error or was canceled\n";
 }
 
 int Run(const std::vector<std::string>& args, Console& console) {
