@@ -119,6 +119,7 @@ void Tracker::Begin(const char* name, int steps) {
 
 std::string Tracker::Text() const {
     const int at = position, of = maximum;
+    if (of == 0) return "starting";
     return std::string(phase.load()) + " " + std::to_string(at < of ? at : of) + "/" +
            std::to_string(of);
 }

@@ -39,7 +39,8 @@ std::string Or(const std::string& text) {
 // The short reason a live line gives: the error's headline.
 std::string Why(const Outcome& o) {
     if (o.reason.empty()) return "";
-    if (o.reason.size() > 1 && o.reason[0].rfind("Error - ", 0) == 0) return o.reason[1];
+    if (o.reason.size() > 1 && o.reason[0].rfind("Error - ", 0) == 0)
+        return o.reason[1].rfind("Error: ", 0) == 0 ? o.reason[1].substr(7) : o.reason[1];
     return o.reason[0];
 }
 
