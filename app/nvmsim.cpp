@@ -1,10 +1,12 @@
-// nvmsim: serves a virtual adapter module on a pseudo-terminal until SIGINT or
-// SIGTERM. The first line on standard output is the device to open.
+// nvmsim: serves a virtual adapter module (or --count N of them, each on its
+// own pseudo-terminal) until SIGINT or SIGTERM. Standard output gets the device
+// to open, one line a module.
 #include "SimOptions.h"
 #include "SimServer.h"
 
 #include <csignal>
 #include <cstdio>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -30,16 +32,22 @@ int main(int argc, char** argv) {
     sigaddset(&stopSignals, SIGTERM);
     pthread_sigmask(SIG_BLOCK, &stopSignals, nullptr);
 
-    SimServer server(args);
-    if (!server.Start(&error)) {
-        std::fprintf(stderr, "nvmsim: %s\n", error.c_str());
-        return 1;
+    std::vector<std::unique_ptr<SimServer>> servers;
+    for (int i = 0; i < options.count; ++i) {
+        servers.push_back(
+            std::make_unique<SimServer>(options.count == 1 ? args : sim::ModuleArgs(args, i)));
+        if (!servers.back()->Start(&error)) {
+            std::fprintf(stderr, "nvmsim: %s\n", error.c_str());
+            return 1; // the servers started so far stop and remove their links
+        }
     }
-    std::printf("%s\n", server.DevicePath().c_str());
+    for (const auto& server : servers)
+        std::printf("%s\n", server->DevicePath().c_str());
     std::fflush(stdout);
 
     int signal = 0;
     sigwait(&stopSignals, &signal);
-    server.Stop();
+    for (const auto& server : servers)
+        server->Stop();
     return 0;
 }

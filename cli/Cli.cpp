@@ -2,7 +2,9 @@
 
 #include "Communicator.h"
 #include "ConfigFile.h"
+#include "Diff.h"
 #include "ModuleSettings.h"
+#include "Program.h"
 #include "TextBar.h"
 #include "mSerial.h"
 
@@ -82,15 +84,8 @@ void Say(std::ostream& err, const std::string& first, const std::vector<std::str
 
 // A failure as the error report dialog shows it: caption, headline, description.
 void Report(std::ostream& err, const Failure& failure) {
-    std::string caption = "Error - " + failure.category;
-    if (failure.errorCode != 0) {
-        char code[16];
-        std::snprintf(code, sizeof code, " (0x%04x)", unsigned(failure.errorCode));
-        caption += code;
-    }
-    std::vector<std::string> lines{"Error: " + failure.headline};
-    lines.insert(lines.end(), failure.description.begin(), failure.description.end());
-    Say(err, caption, lines);
+    std::vector<std::string> lines = ReportLines(failure);
+    Say(err, lines[0], {lines.begin() + 1, lines.end()});
 }
 
 // A port whose device went away (unplugged, or the far end hung up) ends the
@@ -726,6 +721,26 @@ std::string Misuse(const CommandLine& line) {
 
 } // namespace
 
+std::vector<std::string> ReportLines(const Failure& failure) {
+    std::string caption = "Error - " + failure.category;
+    if (failure.errorCode != 0) {
+        char code[16];
+        std::snprintf(code, sizeof code, " (0x%04x)", unsigned(failure.errorCode));
+        caption += code;
+    }
+    std::vector<std::string> lines{caption, "Error: " + failure.headline};
+    lines.insert(lines.end(), failure.description.begin(), failure.description.end());
+    return lines;
+}
+
+std::vector<std::string> NotFoundLines() {
+    return {std::begin(kNotFound), std::end(kNotFound)};
+}
+
+std::string WhyDeviceNotOpened(const std::string& device, const mSerial& port) {
+    return WhyNotOpened(device, port);
+}
+
 // Throws away whatever waits on the line, so that it is not taken for an answer.
 // What is buffered is taken at once; only when something was there (more may
 // be on its way) is the line read until it has been quiet for the port's read
@@ -781,6 +796,10 @@ std::string Usage() {
            "       btconf-cli search DEVICE [--time-limit SECONDS]\n"
            "       btconf-cli pair DEVICE ADDRESS --passkey KEY [--time-limit SECONDS]\n"
            "       btconf-cli wait-pair DEVICE --passkey KEY [--time-limit SECONDS]\n"
+           "       btconf-cli program FILE DEVICE... [--log LOG] [--log-format csv|json]\n"
+           "       btconf-cli program FILE --watch DEVICE... [--log LOG] [--log-format ...]\n"
+           "       btconf-cli diff DEVICE FILE\n"
+           "       btconf-cli diff FILE FILE\n"
            "       btconf-cli --help\n"
            "\n"
            "Reads the settings of a Norvane Bluetooth serial-port adapter module on the\n"
@@ -807,6 +826,20 @@ std::string Usage() {
            "                       (00:1b:dc:0f:52:a7, 001bdc0f52a7 or \"00 1b dc 0f 52 a7\")\n"
            "                       and print the address it is then paired with\n"
            "  wait-pair DEVICE     let the module wait for a remote device to pair with it\n"
+           "  program FILE DEVICE...\n"
+           "                       write FILE to the modules on every DEVICE at once,\n"
+           "                       each as write does, then read each back and compare\n"
+           "                       every setting FILE sets; one line per module\n"
+           "                       (device, product, address, OK or FAILED, seconds)\n"
+           "                       and a summary\n"
+           "  program FILE --watch DEVICE...\n"
+           "                       station mode: program every module that appears on\n"
+           "                       a DEVICE, once, and wait for it to go away before\n"
+           "                       the next one; stops on Ctrl+C\n"
+           "  diff DEVICE FILE     print each setting FILE sets that the module holds\n"
+           "                       otherwise: \"Key: module VALUE, file VALUE\"\n"
+           "  diff FILE FILE       the same for two files: \"Key: first VALUE, second\n"
+           "                       VALUE\"; a side without the line shows (not set)\n"
            "  help                 print this text\n"
            "\n"
            "Options:\n"
@@ -814,7 +847,15 @@ std::string Usage() {
            "  --passkey KEY        the pairing's passkey, 1 to 16 characters\n"
            "  --time-limit SECONDS give up a search or a pairing after SECONDS (1 to\n"
            "                       3600; default 30 for a search, 120 for a pairing)\n"
+           "  --log LOG            program: append one record per module to LOG (time,\n"
+           "                       device, address, product, software version, file,\n"
+           "                       its SHA-256, result, reason, differences)\n"
+           "  --log-format FORMAT  csv (default) or json (one object a line)\n"
+           "  --watch              program: station mode (above)\n"
            "  -h, --help           print this text\n"
+           "\n"
+           "program ends with status 8 when at least one module was not programmed or\n"
+           "not verified; diff ends with 0 when no setting differs and 1 when one does.\n"
            "\n"
            "Exit status:\n"
            "  0  success\n"
@@ -828,6 +869,11 @@ std::string Usage() {
 }
 
 int Run(const std::vector<std::string>& args, Console& console) {
+    // program and diff take their own options.
+    if (!args.empty() && args[0] == "program")
+        return ProgramCommand({args.begin() + 1, args.end()}, console);
+    if (!args.empty() && args[0] == "diff")
+        return DiffCommand({args.begin() + 1, args.end()}, console);
     const CommandLine line = Parse(args);
     if (line.help && line.error.empty()) {
         console.out << Usage() << std::flush;

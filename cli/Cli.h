@@ -12,6 +12,7 @@
 #include <vector>
 
 class mSerial;
+struct Failure;
 
 namespace cli {
 
@@ -24,6 +25,8 @@ enum ExitStatus : int {
     kInvalid = 5,       // the file is refused, holds no settings, or a value is not valid
     kCannotSave = 6,    // the output file cannot be written
     kPairing = 7,       // the pairing timed out, failed, ended in an error or was canceled
+    kNotProgrammed = 8, // program: at least one module was not programmed or not verified
+    kDiffer = 1,        // diff: the two sides differ
 };
 
 struct Console {
@@ -47,5 +50,13 @@ bool ParseAddressArgument(const std::string& text, std::array<uint8_t, 6>& addre
 // Throws away whatever waits on a port just opened, so that it is not taken for
 // an answer; waits for the line to go quiet only when something was there.
 void DropStaleBytes(mSerial& port);
+
+// A failure in the error report's words: the caption ("Error - communication
+// (0x0215)"), "Error: " and the headline, then the description's lines.
+std::vector<std::string> ReportLines(const Failure& failure);
+// "Norvane Bluetooth unit not found!" and the advice below it.
+std::vector<std::string> NotFoundLines();
+// Why device did not open, in the system's words where it has them.
+std::string WhyDeviceNotOpened(const std::string& device, const mSerial& port);
 
 } // namespace cli

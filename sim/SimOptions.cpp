@@ -52,9 +52,9 @@ bool ParseSimOptions(const std::vector<std::string>& args, SimOptions* out, std:
             continue;
         }
         static const char* const withValue[] = {
-            "--profile", "--link",          "--state",       "--trace",   "--devices",
-            "--fault",   "--answer-delay",  "--search-time", "--pairing", "--baud",
-            "--seed",    "--search-spread", "--back-to-back"};
+            "--profile", "--link",          "--state",        "--trace",   "--devices",
+            "--fault",   "--answer-delay",  "--search-time",  "--pairing", "--baud",
+            "--seed",    "--search-spread", "--back-to-back", "--count"};
         bool known = false;
         for (const char* w : withValue)
             known = known || name == w;
@@ -104,6 +104,8 @@ bool ParseSimOptions(const std::vector<std::string>& args, SimOptions* out, std:
         } else if (name == "--baud") {
             if (!ParseInt(value, 300, 4000000, &o.module.baud))
                 return fail("--baud takes 300 to 4000000 bits per second");
+        } else if (name == "--count") {
+            if (!ParseInt(value, 1, 64, &o.count)) return fail("--count takes 1 to 64 modules");
         } else if (name == "--seed") {
             int seed = 0;
             if (!ParseInt(value, 0, 2000000000, &seed)) return fail("--seed takes a number");
@@ -121,6 +123,27 @@ bool ParseSimOptions(const std::vector<std::string>& args, SimOptions* out, std:
     return true;
 }
 
+std::vector<std::string> ModuleArgs(const std::vector<std::string>& args, int index) {
+    std::vector<std::string> out;
+    for (size_t i = 0; i < args.size(); ++i) {
+        std::string name = args[i], value;
+        const size_t eq = name.find('=');
+        const bool inlineValue = name.compare(0, 2, "--") == 0 && eq != std::string::npos;
+        if (inlineValue) {
+            value = name.substr(eq + 1);
+            name = name.substr(0, eq);
+        }
+        const bool path = name == "--link" || name == "--state" || name == "--trace";
+        if (name != "--count" && !path) {
+            out.push_back(args[i]);
+            continue;
+        }
+        if (!inlineValue && i + 1 < args.size()) value = args[++i];
+        if (path) out.push_back(name + "=" + value + std::to_string(index));
+    }
+    return out;
+}
+
 std::string SimUsage() {
     std::string profiles;
     int count = 0;
@@ -130,9 +153,10 @@ std::string SimUsage() {
         ++count;
     }
     std::string text = R"(Usage: nvmsim [OPTION]...
-Serves a virtual adapter module on a pseudo-terminal. The first line printed is
-the device to open (the link when --link is given); the module answers until
-the program gets SIGINT or SIGTERM.
+Serves a virtual adapter module on a pseudo-terminal (or N of them with
+--count N). The first line printed is the device to open (the link when --link
+is given; one line a module with --count); the modules answer until the program
+gets SIGINT or SIGTERM.
 
 Options:
   --profile NAME       the module simulated (default: "default"), see Profiles
@@ -164,6 +188,12 @@ Options:
   --baud N             line speed for pacing the module's bytes, 10 bits a byte
                        (default 38400)
   --seed N             seed of the random bytes of the split and garbage faults
+  --count N            serve N modules (1 to 64), each its own virtual module on
+                       its own pseudo-terminal, one device path printed a line;
+                       with N above 1 the paths of --link, --state and --trace
+                       get the module's number 0 to N-1 appended (--link
+                       /tmp/nvm makes /tmp/nvm0, /tmp/nvm1, ...), so that every
+                       module keeps its own settings file
   --help               show this text
 
 Profiles:

@@ -14,7 +14,12 @@ struct SimOptions {
     std::string statePath; // --state: settings loaded at start, saved after every change
     std::string tracePath; // --trace: every trace line, flushed as it goes
     bool help = false;     // --help was given
+    int count = 1;         // --count: modules served by nvmsim, each on its own terminal
 };
+
+// The options of module `index` (0-based) of nvmsim --count: args without
+// --count, with the index appended to the paths of --link, --state and --trace.
+std::vector<std::string> ModuleArgs(const std::vector<std::string>& args, int index);
 
 // Parses the options (without the program name). false with a message for a
 // bad option; the devices file is read here.
