@@ -2,6 +2,7 @@
 
 #include "AudioPage.h"
 #include "Communicator.h"
+#include "CompareForm.h"
 #include "ConSetHandler.h"
 #include "ConfigFile.h"
 #include "ConnectingPage.h"
@@ -171,6 +172,7 @@ void TMainForm::BuildMenus() {
     QMenu* file = menuBar()->addMenu(QStringLiteral("&File"));
     menuLoadSettings = file->addAction(QStringLiteral("&Load settings..."));
     menuSaveSettings = file->addAction(QStringLiteral("&Save settings..."));
+    menuCompareWithFile = file->addAction(QStringLiteral("&Compare with file..."));
     file->addSeparator();
     menuFileExit = file->addAction(QStringLiteral("E&xit"));
 
@@ -186,6 +188,11 @@ void TMainForm::BuildMenus() {
     // The port can be changed at any time: another adapter, or the same one
     // plugged in again.
     menuConfChoosePort = conf->addAction(QStringLiteral("&Choose port..."));
+    // Off at every start, so that write-all is as it always was unless the
+    // person asks for the check.
+    menuVerifyAfterWriting = conf->addAction(QStringLiteral("&Verify after writing"));
+    menuVerifyAfterWriting->setCheckable(true);
+    menuVerifyAfterWriting->setChecked(false);
 
     QMenu* help = menuBar()->addMenu(QStringLiteral("&Help"));
     menuHelpShowHelp = help->addAction(QStringLiteral("&Show help"));
@@ -200,6 +207,8 @@ void TMainForm::BuildMenus() {
     menuConfWriteToDevice->setObjectName(QStringLiteral("menuConfWriteToDevice"));
     menuShowAdvanced->setObjectName(QStringLiteral("menuShowAdvanced"));
     menuConfChoosePort->setObjectName(QStringLiteral("menuConfChoosePort"));
+    menuCompareWithFile->setObjectName(QStringLiteral("menuCompareWithFile"));
+    menuVerifyAfterWriting->setObjectName(QStringLiteral("menuVerifyAfterWriting"));
     menuHelpShowHelp->setObjectName(QStringLiteral("menuHelpShowHelp"));
     menuHelpWebsite->setObjectName(QStringLiteral("menuHelpWebsite"));
     menuHelpAbout->setObjectName(QStringLiteral("menuHelpAbout"));
@@ -213,6 +222,7 @@ void TMainForm::BuildMenus() {
             &TMainForm::menuConfWriteToDeviceClick);
     connect(menuShowAdvanced, &QAction::triggered, this, &TMainForm::menuShowAdvancedClick);
     connect(menuConfChoosePort, &QAction::triggered, this, &TMainForm::menuConfChoosePortClick);
+    connect(menuCompareWithFile, &QAction::triggered, this, &TMainForm::menuCompareWithFileClick);
     connect(menuHelpShowHelp, &QAction::triggered, this, &TMainForm::menuHelpShowHelpClick);
     connect(menuHelpWebsite, &QAction::triggered, this, &TMainForm::menuHelpWebsiteClick);
     connect(menuHelpAbout, &QAction::triggered, this, &TMainForm::menuHelpAboutClick);
@@ -359,6 +369,7 @@ bool TMainForm::WriteAll() {
     BusyScope scope(busy);
     SetButtonsEnabled(false);
     const bool done = WriteAllSteps();
+    if (done && menuVerifyAfterWriting->isChecked()) VerifyWritten();
     DropQueuedInput();
     SetButtonsEnabled(true);
     return done;
@@ -467,6 +478,79 @@ bool TMainForm::LoadSettings(const QString& fileName) {
     for (SettingsPage* page : pages)
         page->UpdateControls();
     return true;
+}
+
+void TMainForm::ShowDifferences(TCompareForm& form) {
+    if (seams.compare)
+        seams.compare(form);
+    else
+        form.exec();
+}
+
+bool TMainForm::CompareWithFile(const QString& fileName) {
+    if (fileName.isEmpty()) return false;
+    std::string bytes, error;
+    if (!ConfigFile::ReadAll(LocalPath(fileName), bytes, &error)) {
+        Desktop::Tell(this, QString("\"%1\" could not be compared: %2.")
+                                .arg(fileName, QString::fromLocal8Bit(error.c_str())));
+        return false;
+    }
+    const std::vector<std::string> keys = FileSettingKeys(bytes);
+    if (keys.empty()) {
+        Desktop::Tell(this, QString("\"%1\" holds no settings of a module.").arg(fileName));
+        return false;
+    }
+    const std::vector<SettingDifference> differences =
+        CompareSettings(settings.FileText(), bytes, keys);
+    TCompareForm form(this, QStringLiteral("Compare with file"), QStringLiteral("Shown"),
+                      QStringLiteral("File"));
+    const QString name = QFileInfo(fileName).fileName();
+    form.Show(differences,
+              differences.empty()
+                  ? QString("The values shown equal all %1 settings of \"%2\".")
+                        .arg(keys.size())
+                        .arg(name)
+                  : QString("%1 of the %2 settings of \"%3\" differ from the values shown:")
+                        .arg(differences.size())
+                        .arg(keys.size())
+                        .arg(name));
+    ShowDifferences(form);
+    return true;
+}
+
+void TMainForm::VerifyWritten() {
+    // A second set of groups reads the module back, so the window keeps
+    // showing what was written whatever the module answers.
+    ModuleSettings module;
+    module.SetCommunicator(comm.get());
+    Failure failure;
+    if (module.ReadAll(failure) != nullptr) {
+        AddPortLoss(failure);
+        errorForm->Report(failure);
+        return;
+    }
+    const std::string written = settings.FileText();
+    const std::vector<std::string> keys = FileSettingKeys(written);
+    const std::vector<SettingDifference> differences =
+        CompareSettings(written, module.FileText(), keys);
+    TCompareForm form(this, QStringLiteral("Verify after writing"), QStringLiteral("Written"),
+                      QStringLiteral("Module"));
+    form.Show(differences,
+              differences.empty()
+                  ? QString("The module holds all %1 settings written.").arg(keys.size())
+                  : QString("The module did not take %1 of the %2 settings written:")
+                        .arg(differences.size())
+                        .arg(keys.size()));
+    ShowDifferences(form);
+}
+
+void TMainForm::menuCompareWithFileClick() {
+    const QString name =
+        seams.openFileName
+            ? seams.openFileName()
+            : QFileDialog::getOpenFileName(this, QStringLiteral("Compare with file"), StartFolder(),
+                                           QString::fromLatin1(kFileFilter));
+    CompareWithFile(name);
 }
 
 void TMainForm::readConfigClick() {

@@ -31,6 +31,7 @@ class SerialPage;
 class SopSetHandler;
 class SettingsPage;
 class TComOpenError;
+class TCompareForm;
 class TConnectErrorForm;
 class TErrorForm;
 class TProgForm;
@@ -62,6 +63,8 @@ class TMainForm : public QMainWindow {
         std::function<QString()> openFileName;
         // Ends the program with the given status (the default leaves the event loop).
         std::function<void(int status)> quit;
+        // Runs the table of differences (compare with a file, verify after writing).
+        std::function<void(TCompareForm&)> compare;
     };
     Seams seams;
 
@@ -118,7 +121,9 @@ class TMainForm : public QMainWindow {
     QAction* menuConfReadFromDevice = nullptr;
     QAction* menuConfWriteToDevice = nullptr;
     QAction* menuShowAdvanced = nullptr;
-    QAction* menuConfChoosePort = nullptr; // "&Choose port...": another port at any time
+    QAction* menuConfChoosePort = nullptr;     // "&Choose port...": another port at any time
+    QAction* menuCompareWithFile = nullptr;    // "&Compare with file..."
+    QAction* menuVerifyAfterWriting = nullptr; // "&Verify after writing", off at every start
     QAction* menuHelpShowHelp = nullptr;
     QAction* menuHelpWebsite = nullptr;
     QAction* menuHelpAbout = nullptr;
@@ -137,6 +142,8 @@ class TMainForm : public QMainWindow {
     // (the person is told why).
     bool SaveSettings(const QString& fileName);
     bool LoadSettings(const QString& fileName);
+    // The table of what differs between the values shown and a file's settings.
+    bool CompareWithFile(const QString& fileName);
 
     // Event methods.
     void FormShow(); // the start-up connection
@@ -150,6 +157,7 @@ class TMainForm : public QMainWindow {
     void menuFileExitClick();
     void menuShowAdvancedClick();
     void menuConfChoosePortClick();
+    void menuCompareWithFileClick();
     void menuHelpShowHelpClick();
     void menuHelpWebsiteClick();
     void menuHelpAboutClick();
@@ -189,6 +197,9 @@ class TMainForm : public QMainWindow {
     void AddPortLoss(Failure& failure) const;
     bool ReadAllSteps();
     bool WriteAllSteps();
+    // After a write-all: reads the module back and shows what it did not take.
+    void VerifyWritten();
+    void ShowDifferences(TCompareForm& form);
     // Clicks and keys that came in while a module operation ran reach the
     // window now, while its buttons are still disabled, and so are dropped.
     void DropQueuedInput();

@@ -1,0 +1,59 @@
+#include "CompareForm.h"
+
+#include <QDialogButtonBox>
+#include <QHeaderView>
+#include <QLabel>
+#include <QPushButton>
+#include <QTableWidget>
+#include <QVBoxLayout>
+
+namespace {
+
+QString Value(const std::string& text, bool present) {
+    return present ? QString::fromLatin1(text.data(), int(text.size()))
+                   : QStringLiteral("(not set)");
+}
+
+} // namespace
+
+QStringList DifferenceRow(const SettingDifference& d) {
+    return {QString::fromLatin1(d.key.data(), int(d.key.size())), Value(d.first, d.inFirst),
+            Value(d.second, d.inSecond)};
+}
+
+TCompareForm::TCompareForm(QWidget* parent, const QString& caption, const QString& firstColumn,
+                           const QString& secondColumn)
+    : QDialog(parent) {
+    setObjectName(QStringLiteral("CompareForm"));
+    setWindowTitle(caption);
+    auto* layout = new QVBoxLayout(this);
+    summaryLabel = new QLabel(this);
+    summaryLabel->setObjectName(QStringLiteral("summaryLabel"));
+    summaryLabel->setWordWrap(true);
+    layout->addWidget(summaryLabel);
+    table = new QTableWidget(0, 3, this);
+    table->setObjectName(QStringLiteral("table"));
+    table->setHorizontalHeaderLabels({QStringLiteral("Setting"), firstColumn, secondColumn});
+    table->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    table->setSelectionBehavior(QAbstractItemView::SelectRows);
+    table->verticalHeader()->hide();
+    table->horizontalHeader()->setStretchLastSection(true);
+    layout->addWidget(table, 1);
+    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok, this);
+    okButton = buttons->button(QDialogButtonBox::Ok);
+    connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
+    layout->addWidget(buttons);
+    resize(620, 360);
+}
+
+void TCompareForm::Show(const std::vector<SettingDifference>& differences, const QString& summary) {
+    summaryLabel->setText(summary);
+    table->setRowCount(int(differences.size()));
+    for (int row = 0; row < int(differences.size()); ++row) {
+        const QStringList cells = DifferenceRow(differences[size_t(row)]);
+        for (int column = 0; column < cells.size(); ++column)
+            table->setItem(row, column, new QTableWidgetItem(cells[column]));
+    }
+    table->resizeColumnsToContents();
+    table->setVisible(!differences.empty());
+}
