@@ -166,7 +166,8 @@ Outcome ProgramOn(Port& port, const std::string& bytes, const std::string& fileN
         o.reason.insert(o.reason.begin(), "Written, but the module could not be read back:");
         return o;
     }
-    o.differences = CompareSettings(back.FileText(), meant, SettingKeys(taken));
+    o.differences =
+        CompareSettings(back.FileText(), meant, settings.WrittenKeys(SettingKeys(taken)));
     if (!o.differences.empty()) {
         const std::size_t n = o.differences.size();
         o.reason = {"Verification failed: " + std::to_string(n) +

@@ -140,3 +140,13 @@ int ConSettings::LoadFromFile(const std::string& file, TakenLines* taken) {
     if (load.Count() > 0) changed = 1;
     return load.Count();
 }
+
+bool ConSettings::Writes(const std::string& key) const {
+    // Only the settings of the security mode chosen are sent, and none while
+    // the module waits for connections (the Endpoint group writes then).
+    const bool connecting = connectingMode != 0;
+    if (key == kSecurityKey) return connecting && (securityMode == 1 || securityMode == 3);
+    if (key == kAddressKey) return connecting && securityMode == 1;
+    if (key == kEncryptionKey) return connecting && securityMode == 3;
+    return true;
+}

@@ -32,4 +32,5 @@ class ConSettings : public SettingsGroup {
     int WriteToDevice(Failure& failure) override;
     void SaveToFile(std::ostream& out) const override;
     int LoadFromFile(const std::string& file, TakenLines* taken) override;
+    bool Writes(const std::string& key) const override;
 };

@@ -220,3 +220,14 @@ int EndpSettings::LoadFromFile(const std::string& file, TakenLines* taken) {
     if (load.Count() > 0) changed = 1;
     return load.Count();
 }
+
+bool EndpSettings::Writes(const std::string& key) const {
+    // Only the settings of the security mode chosen are sent, and none while
+    // the module calls out instead (the Connecting group writes then).
+    const bool endpoint = endpointMode != 0;
+    if (key == kSecurityKey) return endpoint && securityMode >= 1 && securityMode <= 3;
+    if (key == kAcceptKey) return endpoint && securityMode == 1;
+    if (key == kPasskeyKey) return endpoint && securityMode == 2;
+    if (key == kEncryptionKey) return endpoint && (securityMode == 2 || securityMode == 3);
+    return true;
+}

@@ -37,6 +37,7 @@ class EndpSettings : public SettingsGroup {
     int WriteToDevice(Failure& failure) override;
     void SaveToFile(std::ostream& out) const override;
     int LoadFromFile(const std::string& file, TakenLines* taken) override;
+    bool Writes(const std::string& key) const override;
 };
 
 // Bluetooth addresses as the pages and the file show them.

@@ -123,6 +123,17 @@ int ModuleSettings::WriteProgressMaximum() const {
     return kWriteProgressMaximum + (general.firmware3 ? kWriteProgressAdvanced : 0);
 }
 
+std::vector<std::string> ModuleSettings::WrittenKeys(const std::vector<std::string>& keys) const {
+    std::vector<std::string> written;
+    for (const std::string& key : keys) {
+        bool sent = true;
+        for (const Member& m : members)
+            sent = sent && m.group->Writes(key);
+        if (sent) written.push_back(key);
+    }
+    return written;
+}
+
 std::string ModuleSettings::FileText() const {
     std::ostringstream out;
     out << ConfigFile::kHeader;

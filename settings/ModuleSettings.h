@@ -78,6 +78,10 @@ class ModuleSettings {
     SettingsGroup* WriteAll(Failure& failure);
     int WriteProgressMaximum() const;
 
+    // Of the file keys, those whose settings a write-all with the values held
+    // now sends, in their order.
+    std::vector<std::string> WrittenKeys(const std::vector<std::string>& keys) const;
+
     // The whole configuration file, lines ending in "\n".
     std::string FileText() const;
     // Loads every group from the file's bytes; returns how many lines were taken

@@ -54,6 +54,10 @@ class SettingsGroup {
     // returns how many it took; any sets the changed flag. taken (may be null)
     // gets each line taken.
     virtual int LoadFromFile(const std::string& file, TakenLines* taken) = 0;
+    // Whether a write-all with the values held now sends the setting of this
+    // file key (a key of another group: true). A check of what the module holds
+    // after writing looks only at settings that were sent.
+    virtual bool Writes(const std::string& /*key*/) const { return true; }
 
     // The person edited the group since the last read-all or write-all (or a load took a value).
     uint8_t changed = 0;

@@ -50,6 +50,8 @@ void VirtualModule::Send(std::vector<uint8_t> frame, int key, TimePoint ready) {
         case Fault::Split:
             split = true;
             break;
+        case Fault::Ignore:
+            break; // the answer stands; the module has forgotten the value
         }
     }
     if (frame.empty()) return;

@@ -160,6 +160,9 @@ bool ParseFault(const std::string& text, Fault* out, std::string* error) {
     } else if (kind == "split") {
         f.kind = Fault::Split;
         needsValue = false;
+    } else if (kind == "ignore") {
+        f.kind = Fault::Ignore;
+        needsValue = false;
     } else if (kind == "opcode") {
         f.kind = Fault::Opcode;
     } else if (kind == "status") {

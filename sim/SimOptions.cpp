@@ -229,6 +229,7 @@ opcode, the search events are 0x60 and the pairing event 0x65):
                        about 40 ms (the whole within about 0.3 s)
   garbage:OP=N         send N random bytes instead of the answer
   delay:OP=MS          answer MS ms late
+  ignore, ignore:OP    answer a write as taken but keep the value held before
   Example: --fault silent:0x40 answers the probe but never the identity read.
   Without faults, a search result (the first of a group with --back-to-back),
   the end of a search and a pairing outcome always come at least 30 ms after

@@ -113,7 +113,10 @@ void VirtualModule::HandleFrame(const std::vector<uint8_t>& frame, TimePoint at)
     trace.push_back("recv " + HexBytes(frame.data(), frame.size()));
     const uint8_t op = frame[0];
     const TimePoint ready = at + std::chrono::milliseconds(config.answerDelayMs);
+    const Settings before = settings;
     std::vector<uint8_t> answer = Answer(frame, at);
+    for (const Fault& f : config.faults)
+        if (f.kind == Fault::Ignore && (f.opcode < 0 || f.opcode == op)) settings = before;
     if (!answer.empty()) Send(answer, op, ready);
     if (op == 0x80 && answer.size() >= 3 && answer[2] == kOk) {
         // A cancel ends what runs: the search with its end event, the pairing

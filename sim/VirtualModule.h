@@ -60,14 +60,15 @@ bool ParseDevices(const std::string& text, std::vector<RemoteDevice>* out, std::
 
 // A misbehaviour on request. opcode -1 means every frame.
 struct Fault {
-    enum Kind { Silent, Opcode, Status, Split, Garbage, Delay };
+    // Ignore: the module answers a write as taken but keeps what it held.
+    enum Kind { Silent, Opcode, Status, Split, Garbage, Delay, Ignore };
     Kind kind = Silent;
     int opcode = -1;
     int value = 0;
 };
 
 // "silent", "silent:OP", "opcode:OP=NEW", "status:OP=N", "split", "split:OP",
-// "garbage:OP=N", "delay:OP=MS"; OP and the values in hexadecimal (0x..) or decimal.
+// "garbage:OP=N", "delay:OP=MS", "ignore", "ignore:OP"; OP and the values in hexadecimal (0x..) or decimal.
 bool ParseFault(const std::string& text, Fault* out, std::string* error);
 
 // Status byte of the pairing event.

@@ -530,7 +530,7 @@ void TMainForm::VerifyWritten() {
         return;
     }
     const std::string written = settings.FileText();
-    const std::vector<std::string> keys = FileSettingKeys(written);
+    const std::vector<std::string> keys = settings.WrittenKeys(FileSettingKeys(written));
     const std::vector<SettingDifference> differences =
         CompareSettings(written, module.FileText(), keys);
     TCompareForm form(this, QStringLiteral("Verify after writing"), QStringLiteral("Written"),

@@ -207,3 +207,47 @@ TEST(ModuleSettings, FileHoldsEverySectionInOrderAndALoadCountsWhatItTook) {
 }
 
 } // namespace
+
+// What a check after writing looks at: only the settings write-all sends for
+// the device mode and security mode held.
+TEST(ModuleSettings, WrittenKeysFollowTheDeviceModeAndTheSecurityMode) {
+    const std::vector<std::string> keys = {"Serial parity",
+                                           "Device mode",
+                                           "Endpoint Security mode",
+                                           "Accepted address",
+                                           "Passkey",
+                                           "Require encryption when require pincode",
+                                           "Connecting security mode",
+                                           "Connect to address",
+                                           "Require encryption when connecting paired"};
+    const struct {
+        bool endpoint;
+        int security; // of the group of the mode
+        std::string written;
+    } cases[] = {
+        {true, 1, "Serial parity|Device mode|Endpoint Security mode|Accepted address"},
+        {true, 2,
+         "Serial parity|Device mode|Endpoint Security mode|Passkey|Require encryption when "
+         "require pincode"},
+        {true, 3,
+         "Serial parity|Device mode|Endpoint Security mode|Require encryption when require "
+         "pincode"},
+        {true, 7, "Serial parity|Device mode"},
+        {false, 1, "Serial parity|Device mode|Connecting security mode|Connect to address"},
+        {false, 3,
+         "Serial parity|Device mode|Connecting security mode|Require encryption when "
+         "connecting paired"},
+        {false, 2, "Serial parity|Device mode"},
+    };
+    for (const auto& c : cases) {
+        ModuleSettings s;
+        s.SetDeviceMode(c.endpoint);
+        // The other group's security mode must not matter.
+        s.endpoint.securityMode = c.endpoint ? c.security : 2;
+        s.connecting.securityMode = c.endpoint ? 1 : c.security;
+        std::string written;
+        for (const std::string& key : s.WrittenKeys(keys))
+            written += (written.empty() ? "" : "|") + key;
+        EXPECT_EQ(written, c.written) << (c.endpoint ? "endpoint " : "connecting ") << c.security;
+    }
+}
