@@ -309,6 +309,21 @@ TEST(Program, TheGoodModulesSucceedAndEveryFailureIsReportedAndLogged) {
     std::remove(log.c_str());
 }
 
+TEST(Program, AModuleThatKeepsAValueFailsVerification) {
+    // The module answers the serial-port write as taken but keeps its settings.
+    Module keeping({"--fault", "ignore:0x15"});
+    const std::string file = Temp("keeping.bcf");
+    Spit(file, Changed(FileOf(keeping.device)));
+    const Ran r = Cli({"program", file, keeping.device});
+    EXPECT_EQ(r.status, 8) << r.err;
+    const Lines out = Split(r.out);
+    ASSERT_GE(out.size(), 4u) << r.out;
+    EXPECT_NE(out[0].find("  FAILED  "), std::string::npos) << out[0];
+    EXPECT_EQ(out[1], "    Verification failed: 1 setting differs from " + file);
+    EXPECT_EQ(out[2], "    Serial baudrate: module 38400, file 115200");
+    std::remove(file.c_str());
+}
+
 TEST(Program, CommandLineMistakesAndJsonLog) {
     Module module;
     const std::string file = Temp("json.bcf"), log = Temp("log.jsonl");
