@@ -14,8 +14,20 @@
 
 namespace {
 
+// A port given by its bare name ("COM12", as a person types it) opens as
+// \\.\COM12: Windows knows only COM1 to COM9 as bare names, so without the
+// prefix COM10 and above would not open at all.
+std::string DevicePath(const std::string& device) {
+    if (device.size() < 4 || (device[0] != 'C' && device[0] != 'c') ||
+        (device[1] != 'O' && device[1] != 'o') || (device[2] != 'M' && device[2] != 'm'))
+        return device;
+    for (size_t i = 3; i < device.size(); ++i)
+        if (device[i] < '0' || device[i] > '9') return device;
+    return "\\\\.\\" + device;
+}
+
 HANDLE OpenDevice(int32_t n) {
-    const std::string device = PortTable::DeviceOf(n);
+    const std::string device = DevicePath(PortTable::DeviceOf(n));
     if (device.empty()) return INVALID_HANDLE_VALUE;
     // Read and write, no sharing, no security attributes, existing device
     // only, synchronous non-overlapped I/O, no template.

@@ -6,6 +6,7 @@
 #include <QCoreApplication>
 #include <QDesktopServices>
 #include <QDialogButtonBox>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QPushButton>
@@ -108,8 +109,16 @@ QString HelpFile::DefaultPath() {
     const QString name = QString::fromLatin1(Desktop::kHelpFileName);
     QString beside = name;
     if (QCoreApplication::instance() != nullptr) {
-        beside = QCoreApplication::applicationDirPath() + QLatin1Char('/') + name;
+        const QString bin = QCoreApplication::applicationDirPath();
+        beside = bin + QLatin1Char('/') + name;
         if (QFileInfo::exists(beside)) return beside;
+#ifdef BTCONF_HELP_FROM_BIN
+        // Installed: <prefix>/bin/btconf reads <prefix>/share/btconf/BTCONF.HLP.
+        const QString installed =
+            QDir::cleanPath(bin + QLatin1Char('/') + QStringLiteral(BTCONF_HELP_FROM_BIN) +
+                            QLatin1Char('/') + name);
+        if (QFileInfo::exists(installed)) return installed;
+#endif
     }
 #ifdef BTCONF_DOCS_DIR
     const QString source = QStringLiteral(BTCONF_DOCS_DIR) + QLatin1Char('/') + name;
