@@ -162,7 +162,10 @@ std::string WhyNotOpened(const std::string& device, const mSerial& port) {
     const std::string why = CannotOpen(device);
     if (!why.empty()) return why;
 #else
+    // The port is opened as COM1 whatever the device is named, so the system's
+    // own reason says more than the port's text.
     (void)device;
+    if (port.GetSystemError() != 0) return port.GetSystemErrorText();
 #endif
     return port.GetLastErrorText();
 }
