@@ -1,5 +1,8 @@
-// btconf [DEVICE...]: the configuration tool. The devices given become the first
-// ports of the chooser (one device is COM1, already selected).
+// btconf [--trace FILE] [DEVICE...]: the configuration tool. The devices given
+// become the first ports of the chooser (one device is COM1, already selected).
+// With --trace every frame exchanged with the module is written to FILE, one
+// line each, flushed as it is written.
+#include "Communicator.h"
 #include "Desktop.h"
 #include "TMainForm.h"
 #include "mSerial.h"
@@ -8,6 +11,10 @@
 #include <QFile>
 #include <QStringList>
 
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -16,12 +23,40 @@ int main(int argc, char** argv) {
     QApplication::setApplicationName(QString::fromLatin1(Desktop::kApplicationTitle));
 
     std::vector<std::string> given;
+    std::string traceFile;
     const QStringList args = QApplication::arguments();
-    for (int i = 1; i < args.size(); ++i)
-        given.push_back(QFile::encodeName(args[i]).toStdString());
+    for (int i = 1; i < args.size(); ++i) {
+        const std::string arg = QFile::encodeName(args[i]).toStdString();
+        if (arg == "--trace" && i + 1 < args.size()) {
+            traceFile = QFile::encodeName(args[++i]).toStdString();
+        } else if (arg.rfind("--trace=", 0) == 0) {
+            traceFile = arg.substr(std::strlen("--trace="));
+        } else {
+            given.push_back(arg);
+        }
+    }
     PortTable::Set(PortTable::Build(given));
 
-    TMainForm form;
-    form.show();
-    return app.exec();
+    std::FILE* trace = nullptr;
+    std::unique_ptr<TraceWriter> writer;
+    if (!traceFile.empty()) {
+        trace = std::fopen(traceFile.c_str(), "wb");
+        if (trace == nullptr) {
+            std::fprintf(stderr, "btconf: the trace file %s could not be written: %s\n",
+                         traceFile.c_str(), std::strerror(errno));
+            return 2;
+        }
+        writer = std::make_unique<TraceWriter>(trace);
+        Communicator::SetDefaultObserver(writer->Observer());
+    }
+
+    int status = 0;
+    {
+        TMainForm form;
+        form.show();
+        status = app.exec();
+    }
+    Communicator::SetDefaultObserver(nullptr);
+    if (trace != nullptr) std::fclose(trace);
+    return status;
 }
