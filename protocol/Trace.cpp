@@ -444,6 +444,11 @@ DecodedFrame DecodeFrame(Direction direction, const uint8_t* bytes, size_t size,
         return d;
     }
     d.operation = op->name;
+    // A refused command's answer carries no data; whatever comes is shown raw.
+    if (!send && end >= 3 && bytes[2] != 1) {
+        if (opcode == 0x62 && bytes[2] == 254) r.Add("not paired");
+        return finish();
+    }
     for (const Field& field : send ? op->request : op->answer)
         r.Do(field);
     return finish();
