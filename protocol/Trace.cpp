@@ -184,7 +184,8 @@ class Reader {
     // false (and says so) when the frame ends before the field.
     bool Need(size_t count, const char* name) {
         if (Left() >= count) return true;
-        Add(std::string(name) + " missing");
+        if (!cut) Add(std::string(name) + " missing"); // the first only
+        cut = true;
         at = end;
         return false;
     }
@@ -296,6 +297,7 @@ class Reader {
     std::string out;
 
   private:
+    bool cut = false;
     const uint8_t* bytes;
     size_t at;
     size_t end;
@@ -348,6 +350,7 @@ void DecodeInquiryEvent(const uint8_t* bytes, size_t size, DecodedFrame& d) {
 std::string DecodedFrame::Words() const {
     std::string words = operation;
     if (opcode >= 0) words += " (" + Hex(unsigned(opcode), 2) + ")";
+    if (!marks.empty()) words += " [" + marks + "]";
     if (!status.empty() || !fields.empty()) words += ":";
     if (!status.empty()) words += " status " + status + (fields.empty() ? "" : ";");
     if (!fields.empty()) words += " " + fields;
@@ -444,8 +447,10 @@ DecodedFrame DecodeFrame(Direction direction, const uint8_t* bytes, size_t size,
         return d;
     }
     d.operation = op->name;
-    // A refused command's answer carries no data; whatever comes is shown raw.
-    if (!send && end >= 3 && bytes[2] != 1) {
+    // An answer without a status carries nothing; a refused command's answer
+    // carries no data, and whatever comes is shown raw.
+    if (!send && end < 3) return finish();
+    if (!send && bytes[2] != 1) {
         if (opcode == 0x62 && bytes[2] == 254) r.Add("not paired");
         return finish();
     }
@@ -468,7 +473,7 @@ DecodedFrame DecodeEvent(const TraceEvent& event, int lastSent) {
     if (event.kind == TraceEvent::Kind::Partial) marks += "partial frame";
     if (event.queued) marks += std::string(marks.empty() ? "" : ", ") + "queued event";
     if (event.fromKept) marks += std::string(marks.empty() ? "" : ", ") + "from kept bytes";
-    if (!marks.empty()) d.operation += " [" + marks + "]";
+    d.marks = marks;
     return d;
 }
 

@@ -44,7 +44,9 @@ struct DecodedFrame {
     std::string operation; // "GetSerialSettings"
     std::string status;    // "1 (success)", "253 (Command invalid parameter)"; receive only
     std::string fields;    // "rate code 7 (115200), flow control 1, ..."
-    // Everything in one text: "GetSerialSettings (0x14): status 1 (success); rate code ...".
+    std::string marks;     // "queued event", "from kept bytes", "partial frame"
+    // Everything in one text: "GetSerialSettings (0x14) [marks]: status 1 (success);
+    // rate code ...".
     std::string Words() const;
 };
 
