@@ -29,7 +29,7 @@ class TraceForm : public QWidget {
     Q_OBJECT
   public:
     static constexpr int kMaxFrames = 10000;
-    static constexpr int kBatchMs = 50;
+    static constexpr int kBatchMs = 150;
 
     explicit TraceForm(QWidget* parent = nullptr);
     ~TraceForm() override;
