@@ -199,7 +199,7 @@ void TMainForm::BuildMenus() {
     QMenu* help = menuBar()->addMenu(QStringLiteral("&Help"));
     menuHelpShowHelp = help->addAction(QStringLiteral("&Show help"));
     menuHelpWebsite = help->addAction(QStringLiteral("&Norvane website"));
-    menuHelpTrace = help->addAction(QStringLiteral("Protocol trace..."));
+    menuHelpTrace = help->addAction(QStringLiteral("&Protocol trace..."));
     help->addSeparator();
     menuHelpAbout = help->addAction(QStringLiteral("&About..."));
 

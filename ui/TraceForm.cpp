@@ -130,6 +130,7 @@ TraceForm::TraceForm(QWidget* parent)
     table->verticalHeader()->setDefaultSectionSize(table->fontMetrics().height() + 6);
     table->horizontalHeader()->setStretchLastSection(true);
     table->horizontalHeader()->setHighlightSections(false);
+    table->horizontalHeader()->setDefaultAlignment(Qt::AlignLeft | Qt::AlignVCenter);
     const QFontMetrics metrics = table->fontMetrics();
     table->setColumnWidth(TraceModel::kTime, metrics.horizontalAdvance("000000.000") + 16);
     table->setColumnWidth(TraceModel::kDirection, metrics.horizontalAdvance("Direction") + 16);
@@ -190,6 +191,8 @@ void TraceForm::Flush() {
     std::vector<TraceModel::Row> batch;
     batch.reserve(pending.size());
     for (TraceEvent& event : pending) {
+        // Times count from the first frame listed (after opening or Clear).
+        if (model->rows.empty() && batch.empty()) start = event.time;
         TraceModel::Row row;
         row.ms = std::chrono::duration<double, std::milli>(event.time - start).count();
         row.words = DecodeEvent(event, model->lastSent);

@@ -50,7 +50,8 @@ class TraceForm : public QWidget {
     void Flush();
     // Frames listed (after Flush).
     int FrameCount() const;
-    // The trace line of a listed frame, as --trace writes it.
+    // The trace line of a listed frame, as --trace writes it; times count from
+    // the first frame listed since the window was made or cleared.
     QString Line(int row) const;
     // Writes every listed frame, one trace line each; false when the file
     // could not be written (the person is told).
