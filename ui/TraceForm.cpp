@@ -165,7 +165,7 @@ TraceForm::TraceForm(QWidget* parent)
     auto* layout = new QVBoxLayout(this);
     layout->addWidget(splitter, 1);
     layout->addLayout(buttons);
-    resize(900, 520);
+    resize(1100, 560);
 
     batchTimer = new QTimer(this);
     batchTimer->setSingleShot(true);
