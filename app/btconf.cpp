@@ -27,10 +27,15 @@ int main(int argc, char** argv) {
     const QStringList args = QApplication::arguments();
     for (int i = 1; i < args.size(); ++i) {
         const std::string arg = QFile::encodeName(args[i]).toStdString();
-        if (arg == "--trace" && i + 1 < args.size()) {
-            traceFile = QFile::encodeName(args[++i]).toStdString();
-        } else if (arg.rfind("--trace=", 0) == 0) {
-            traceFile = arg.substr(std::strlen("--trace="));
+        if (arg == "--trace" || arg.rfind("--trace=", 0) == 0) {
+            if (arg != "--trace")
+                traceFile = arg.substr(std::strlen("--trace="));
+            else if (i + 1 < args.size())
+                traceFile = QFile::encodeName(args[++i]).toStdString();
+            if (traceFile.empty()) {
+                std::fprintf(stderr, "btconf: option --trace needs a file name\n");
+                return 2;
+            }
         } else {
             given.push_back(arg);
         }
