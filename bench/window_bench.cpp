@@ -3,13 +3,17 @@
 //      window shown, chooser exposed);
 //  (b) read-all of the General group through the window, headless, several rounds,
 //      beside the least time the protocol allows for the same exchanges;
+//  (c) read-all with the protocol trace window open beside it, against the same
+//      read-all with the window closed (rounds taken in turn, medians compared);
 //  and the resident memory after reading.
 #include "Communicator.h"
 #include "Dialogs.h"
 #include "GeneralPage.h"
 #include "TMainForm.h"
+#include "TraceForm.h"
 #include "mSerial.h"
 
+#include <QAction>
 #include <QApplication>
 #include <QComboBox>
 #include <QLabel>
@@ -154,6 +158,31 @@ int main(int argc, char** argv) {
     std::printf("start to port chooser on screen: %.1f ms (bar 500 ms)\n", toChooserMs);
     measure("read-all", &TMainForm::ReadAll);
     measure("write-all", &TMainForm::WriteAll);
+
+    // Read-all with the trace window open and closed, in turn; the window gets
+    // its rows as a person would see them (shown, painted between rounds).
+    form.menuHelpTrace->trigger();
+    TraceForm& trace = *form.traceForm;
+    std::vector<double> open, closed;
+    int listed = 0;
+    for (int i = 0; i < 2 * kRounds; ++i) {
+        const bool shown = i % 2 == 0;
+        trace.setVisible(shown);
+        QTest::qWait(20);
+        const Clock::time_point t = Clock::now();
+        if (!form.ReadAll()) {
+            std::fprintf(stderr, "window_bench: read-all failed\n");
+            return 1;
+        }
+        (shown ? open : closed).push_back(MsSince(t));
+        QTest::qWait(2 * TraceForm::kBatchMs);
+        if (shown) listed = trace.FrameCount();
+    }
+    const double openMs = Median(open), closedMs = Median(closed);
+    std::printf("read-all with the protocol trace window open (%d rounds, median): %.1f ms, "
+                "closed: %.1f ms\n",
+                kRounds, openMs, closedMs);
+    std::printf("  open / closed: %.3f (bar 1.05); %d frames listed\n", openMs / closedMs, listed);
     form.comm->SetSerialPort(&form.serPort);
 
     std::printf("resident memory after reading: %.1f MB (bar 80 MB)\n", ResidentKiB() / 1024.0);

@@ -855,6 +855,10 @@ std::string Usage() {
            "                       its SHA-256, result, reason, differences)\n"
            "  --log-format FORMAT  csv (default) or json (one object a line)\n"
            "  --watch              program: station mode (above)\n"
+           "  --trace FILE         with any command: write every frame sent to and\n"
+           "                       received from the module to FILE, one line each\n"
+           "                       (milliseconds, send or recv, the bytes, what they\n"
+           "                       mean)\n"
            "  -h, --help           print this text\n"
            "\n"
            "program ends with status 8 when at least one module was not programmed or\n"
@@ -871,7 +875,65 @@ std::string Usage() {
            "  7  the pairing timed out, failed, ended in an error or was canceled\n";
 }
 
-int Run(const std::vector<std::string>& args, Console& console) {
+namespace {
+
+// Takes "--trace FILE" or "--trace=FILE" out of the arguments (before "--"):
+// true when none, or one with a file name, was given.
+bool TakeTraceOption(std::vector<std::string>& args, std::string& file, bool& given,
+                     std::string& error) {
+    for (std::size_t i = 0; i < args.size(); ++i) {
+        const std::string& a = args[i];
+        if (a == "--") break;
+        const bool separate = a == "--trace";
+        if (!separate && a.rfind("--trace=", 0) != 0) continue;
+        if (given) error = "option --trace is given twice";
+        if (separate && i + 1 == args.size()) {
+            error = "option --trace needs a file name";
+            args.erase(args.begin() + long(i));
+            return false;
+        }
+        file = separate ? args[i + 1] : a.substr(std::strlen("--trace="));
+        if (file.empty() && error.empty()) error = "the trace file name is empty";
+        given = true;
+        args.erase(args.begin() + long(i), args.begin() + long(i) + (separate ? 2 : 1));
+        --i;
+    }
+    return error.empty();
+}
+
+int RunCommand(const std::vector<std::string>& args, Console& console);
+
+} // namespace
+
+int Run(const std::vector<std::string>& given, Console& console) {
+    // --trace FILE goes with any command: every frame of every Communicator the
+    // command makes is written to FILE, one line each, flushed at once.
+    std::vector<std::string> args = given;
+    std::string traceFile, error;
+    bool hasTrace = false;
+    if (!TakeTraceOption(args, traceFile, hasTrace, error)) {
+        Say(console.err, error);
+        console.err << "\n" << Usage() << std::flush;
+        return kUsage;
+    }
+    if (!hasTrace) return RunCommand(args, console);
+    std::FILE* file = std::fopen(traceFile.c_str(), "wb");
+    if (file == nullptr) {
+        Say(console.err, "The trace file could not be written!",
+            {traceFile + ": " + std::strerror(errno)});
+        return kCannotSave;
+    }
+    TraceWriter writer(file);
+    Communicator::SetDefaultObserver(writer.Observer());
+    const int status = RunCommand(args, console);
+    Communicator::SetDefaultObserver(nullptr);
+    std::fclose(file);
+    return status;
+}
+
+namespace {
+
+int RunCommand(const std::vector<std::string>& args, Console& console) {
     // program and diff take their own options.
     if (!args.empty() && args[0] == "program")
         return ProgramCommand({args.begin() + 1, args.end()}, console);
@@ -907,5 +969,7 @@ int Run(const std::vector<std::string>& args, Console& console) {
     if (!remoteInitiates) ParseAddressArgument(w[2], address);
     return PairCommand(w[1], remoteInitiates, address, line.passkey, limit, console);
 }
+
+} // namespace
 
 } // namespace cli

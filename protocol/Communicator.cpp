@@ -79,7 +79,9 @@ bool IsEvent(uint8_t opcode) {
     return opcode == 0x60 || opcode == 0x65;
 }
 
-const char* StatusTextOf(int32_t status) {
+} // namespace
+
+const char* Communicator::StatusTextOf(int32_t status) {
     switch (status) {
     case 17:
         return "Connection complete";
@@ -119,9 +121,32 @@ const char* StatusTextOf(int32_t status) {
     }
 }
 
+namespace {
+
+TraceObserver& DefaultObserver() {
+    static TraceObserver observer;
+    return observer;
+}
+
 } // namespace
 
-Communicator::Communicator() = default;
+Communicator::Communicator() : observer(DefaultObserver()) {}
+
+void Communicator::SetDefaultObserver(TraceObserver given) {
+    DefaultObserver() = std::move(given);
+}
+
+void Communicator::Trace(TraceEvent::Direction direction, TraceEvent::Kind kind,
+                         const uint8_t* bytes, int32_t count, bool queued, bool fromKept) const {
+    TraceEvent event;
+    event.time = std::chrono::steady_clock::now();
+    event.direction = direction;
+    event.kind = kind;
+    event.queued = queued;
+    event.fromKept = fromKept;
+    if (count > 0) event.bytes.assign(bytes, bytes + count);
+    observer(event);
+}
 
 int32_t Communicator::Hundredths() const {
     using namespace std::chrono;
@@ -133,6 +158,7 @@ int32_t Communicator::Hundredths() const {
 void Communicator::Send(const uint8_t* frame, int32_t count) {
     SettleKept();
     if (serialPort == nullptr || frame == nullptr || count <= 0) return;
+    if (observer) Trace(TraceEvent::Direction::Send, TraceEvent::Kind::Frame, frame, count);
     serialPort->WriteBuffer(frame, count);
 }
 
@@ -156,16 +182,26 @@ int32_t Communicator::Collect(uint8_t* buffer, bool answer) {
     }
     uint8_t frame[kMaxFrame] = {};
     FrameCollector collector(frame);
+    bool frameFromKept = false; // a byte of the frame came from the kept bytes
+    const auto traceFrame = [&](TraceEvent::Kind kind, bool queued) {
+        if (observer)
+            Trace(TraceEvent::Direction::Receive, kind, frame, collector.Stored(), queued,
+                  frameFromKept);
+    };
     // True when the frame wanted is complete; the bytes after it are kept.
-    const auto feed = [&](const uint8_t* bytes, int32_t count) {
+    const auto feed = [&](const uint8_t* bytes, int32_t count, bool fromKept) {
         for (int32_t i = 0; i < count; ++i) {
+            frameFromKept = frameFromKept || fromKept;
             if (!collector.Feed(bytes[i])) continue;
             if (answer && IsEvent(frame[0])) {
                 // Not the answer: the event goes to the polls, the wait goes on.
+                traceFrame(TraceEvent::Kind::Frame, true);
                 QueueEvent(frame, collector.Stored());
                 collector.Restart();
+                frameFromKept = false;
                 continue;
             }
+            traceFrame(TraceEvent::Kind::Frame, false);
             Keep(bytes + i + 1, count - i - 1);
             std::memcpy(buffer, frame, static_cast<size_t>(collector.Stored()));
             return true;
@@ -173,6 +209,7 @@ int32_t Communicator::Collect(uint8_t* buffer, bool answer) {
         return false;
     };
     const auto giveUp = [&] {
+        if (collector.Stored() > 0) traceFrame(TraceEvent::Kind::Partial, false);
         std::memcpy(buffer, frame, static_cast<size_t>(collector.Stored()));
         return -1;
     };
@@ -181,7 +218,7 @@ int32_t Communicator::Collect(uint8_t* buffer, bool answer) {
     const int32_t earlierCount = keptCount;
     std::memcpy(earlier, kept, static_cast<size_t>(keptCount));
     keptCount = 0;
-    if (feed(earlier, earlierCount)) return 1;
+    if (feed(earlier, earlierCount, true)) return 1;
     if (serialPort == nullptr) {
         beforeClock();
         return giveUp(); // nothing more can ever arrive: report the time-out at once
@@ -205,12 +242,16 @@ int32_t Communicator::Collect(uint8_t* buffer, bool answer) {
         // A closed port will not deliver the rest of the frame.
         if (got < 0) return giveUp();
         if (got > want) got = want;
-        if (feed(slice, got)) return 1;
+        if (feed(slice, got, false)) return 1;
     }
 }
 
 void Communicator::Keep(const uint8_t* bytes, int32_t count) {
-    count = std::min(count, kMaxFrame - keptCount);
+    const int32_t room = kMaxFrame - keptCount;
+    if (count > room && observer)
+        Trace(TraceEvent::Direction::Receive, TraceEvent::Kind::Dropped, bytes + room,
+              count - room);
+    count = std::min(count, room);
     if (count <= 0) return;
     std::memcpy(kept + keptCount, bytes, static_cast<size_t>(count));
     keptCount += count;
@@ -220,7 +261,15 @@ void Communicator::SettleKept() {
     int32_t at = 0;
     while (keptCount - at >= 2 && at + 2 + kept[at + 1] <= keptCount) {
         const int32_t size = 2 + kept[at + 1];
-        if (IsEvent(kept[at])) QueueEvent(kept + at, size);
+        if (IsEvent(kept[at])) {
+            if (observer)
+                Trace(TraceEvent::Direction::Receive, TraceEvent::Kind::Frame, kept + at, size,
+                      true, true);
+            QueueEvent(kept + at, size);
+        } else if (observer) {
+            // A whole answer that nobody waits for any more.
+            Trace(TraceEvent::Direction::Receive, TraceEvent::Kind::Dropped, kept + at, size);
+        }
         at += size;
     }
     // The start of an event stays so that its rest completes it; any other
@@ -229,6 +278,9 @@ void Communicator::SettleKept() {
         std::memmove(kept, kept + at, static_cast<size_t>(keptCount - at));
         keptCount -= at;
     } else {
+        if (at < keptCount && observer)
+            Trace(TraceEvent::Direction::Receive, TraceEvent::Kind::Dropped, kept + at,
+                  keptCount - at);
         keptCount = 0;
     }
 }

@@ -9,6 +9,8 @@
 // CheckConnection and CancelInquiry return 1 for success.
 #pragma once
 
+#include "Trace.h"
+
 #include <cstdint>
 #include <deque>
 #include <functional>
@@ -27,6 +29,17 @@ class Communicator {
     static constexpr int kMaxQueuedEvents = 64;
 
     Communicator();
+
+    // Sees every frame sent and every frame, partial frame or dropped byte
+    // received, as it happens. Empty: nothing is traced and nothing costs time.
+    TraceObserver observer;
+    // The observer every Communicator constructed from now on starts with (a
+    // program's --trace); set it before the first one is made.
+    static void SetDefaultObserver(TraceObserver observer);
+
+    // The text of a module status (17 "Connection complete", ...), or nullptr
+    // for a status the table does not have (1, success, included).
+    static const char* StatusTextOf(int32_t status);
 
     int32_t lastStatus = 0;
     std::string statusText;
@@ -148,6 +161,8 @@ class Communicator {
     virtual int32_t Hundredths() const;
 
   private:
+    void Trace(TraceEvent::Direction direction, TraceEvent::Kind kind, const uint8_t* bytes,
+               int32_t count, bool queued = false, bool fromKept = false) const;
     // One frame into buffer: the kept bytes first, then the port. An answer
     // (Receive) queues the event frames it meets; a poll takes any frame.
     int32_t Collect(uint8_t* buffer, bool answer);

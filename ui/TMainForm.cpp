@@ -23,6 +23,7 @@
 #include "SettingsGroup.h"
 #include "SettingsPage.h"
 #include "SopSetHandler.h"
+#include "TraceForm.h"
 
 #include <QAction>
 #include <QApplication>
@@ -34,6 +35,7 @@
 #include <QHBoxLayout>
 #include <QMenu>
 #include <QMenuBar>
+#include <QPointer>
 #include <QProgressBar>
 #include <QPushButton>
 #include <QShortcut>
@@ -197,6 +199,7 @@ void TMainForm::BuildMenus() {
     QMenu* help = menuBar()->addMenu(QStringLiteral("&Help"));
     menuHelpShowHelp = help->addAction(QStringLiteral("&Show help"));
     menuHelpWebsite = help->addAction(QStringLiteral("&Norvane website"));
+    menuHelpTrace = help->addAction(QStringLiteral("&Protocol trace..."));
     help->addSeparator();
     menuHelpAbout = help->addAction(QStringLiteral("&About..."));
 
@@ -212,6 +215,7 @@ void TMainForm::BuildMenus() {
     menuHelpShowHelp->setObjectName(QStringLiteral("menuHelpShowHelp"));
     menuHelpWebsite->setObjectName(QStringLiteral("menuHelpWebsite"));
     menuHelpAbout->setObjectName(QStringLiteral("menuHelpAbout"));
+    menuHelpTrace->setObjectName(QStringLiteral("menuHelpTrace"));
 
     connect(menuLoadSettings, &QAction::triggered, this, &TMainForm::menuLoadSettingsClick);
     connect(menuSaveSettings, &QAction::triggered, this, &TMainForm::menuSaveSettingsClick);
@@ -226,6 +230,7 @@ void TMainForm::BuildMenus() {
     connect(menuHelpShowHelp, &QAction::triggered, this, &TMainForm::menuHelpShowHelpClick);
     connect(menuHelpWebsite, &QAction::triggered, this, &TMainForm::menuHelpWebsiteClick);
     connect(menuHelpAbout, &QAction::triggered, this, &TMainForm::menuHelpAboutClick);
+    connect(menuHelpTrace, &QAction::triggered, this, &TMainForm::menuHelpTraceClick);
 }
 
 // One page handler per settings group, in the groups' order; each takes its
@@ -608,6 +613,22 @@ void TMainForm::menuHelpShowHelpClick() {
 
 void TMainForm::menuHelpWebsiteClick() {
     Desktop::OpenMakerSite();
+}
+
+void TMainForm::menuHelpTraceClick() {
+    if (traceForm == nullptr) {
+        traceForm = new TraceForm(this);
+        // The window's frames go to the trace window while it is open, after
+        // whatever observer the program started with (--trace).
+        QPointer<TraceForm> form = traceForm;
+        comm->observer = [before = comm->observer, form](const TraceEvent& event) {
+            if (before) before(event);
+            if (form && form->isVisible()) form->Add(event);
+        };
+    }
+    traceForm->show();
+    traceForm->raise();
+    traceForm->activateWindow();
 }
 
 void TMainForm::menuHelpAboutClick() {

@@ -36,6 +36,7 @@ class TConnectErrorForm;
 class TErrorForm;
 class TProgForm;
 class TSerChooseForm;
+class TraceForm;
 struct Failure;
 class QAction;
 class QCloseEvent;
@@ -126,7 +127,11 @@ class TMainForm : public QMainWindow {
     QAction* menuVerifyAfterWriting = nullptr; // "&Verify after writing", off at every start
     QAction* menuHelpShowHelp = nullptr;
     QAction* menuHelpWebsite = nullptr;
+    QAction* menuHelpTrace = nullptr; // "Protocol trace...": the frames exchanged, live
     QAction* menuHelpAbout = nullptr;
+
+    // The protocol trace window; made when first opened, then shown and hidden.
+    TraceForm* traceForm = nullptr;
 
     bool advancedShown = false;
     bool noModule = false;
@@ -160,6 +165,8 @@ class TMainForm : public QMainWindow {
     void menuCompareWithFileClick();
     void menuHelpShowHelpClick();
     void menuHelpWebsiteClick();
+    // Opens the protocol trace window (not modal); it lists the frames from then on.
+    void menuHelpTraceClick();
     void menuHelpAboutClick();
     void HelpKeyPress();
 

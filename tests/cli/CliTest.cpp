@@ -13,6 +13,7 @@
 #include <fstream>
 #include <iterator>
 #include <regex>
+#include <sstream>
 #include <string>
 #include <thread>
 #include <tuple>
@@ -660,3 +661,66 @@ TEST(Ports, ListsEachPortsDeviceWhatItIsAndWhetherItOpens) {
 }
 
 } // namespace
+
+namespace {
+
+// A trace file's frames from the module's side: our "send" is what it heard
+// ("recv ..."), our "recv" what it sent. Checks each line's shape on the way.
+Lines TraceAsModuleSaw(const std::string& path) {
+    Lines frames;
+    std::istringstream in(Slurp(path));
+    std::string line;
+    double last = -1;
+    const std::regex shape(R"( *(\d+\.\d{3}) (send|recv) ([0-9a-f]{2}(?: [0-9a-f]{2})*) \| (.+))");
+    while (std::getline(in, line)) {
+        std::smatch m;
+        if (!std::regex_match(line, m, shape)) {
+            ADD_FAILURE() << "not a trace line: " << line;
+            continue;
+        }
+        const double ms = std::stod(m[1]);
+        EXPECT_GE(ms, last) << line;
+        last = ms;
+        EXPECT_EQ(m[4].str().find("unknown frame"), std::string::npos) << line;
+        EXPECT_EQ(m[4].str().find("missing"), std::string::npos) << line;
+        frames.push_back((m[2] == "send" ? "recv " : "send ") + m[3].str());
+    }
+    return frames;
+}
+
+} // namespace
+
+TEST(Trace, EveryFrameOfAReadAndAWriteAsTheModuleRecordedIt) {
+    Module module;
+    const std::string path = Temp("trace.bcf"), trace = Temp("read.trace");
+    Outcome o = Cli({"--trace", trace, "read", module.device, "-o", path});
+    ASSERT_EQ(o.status, 0) << o.err;
+    EXPECT_EQ(o.err, "");
+    const Lines heard = module.server.TraceLines();
+    EXPECT_EQ(TraceAsModuleSaw(trace), heard);
+    EXPECT_EQ(heard.size(), 66u);
+    const std::string text = Slurp(trace);
+    EXPECT_NE(text.find(" send 14 00 | GetSerialSettings (0x14)\n"), std::string::npos);
+    EXPECT_NE(text.find(" recv 14 06 01 05 00 00 08 01 | GetSerialSettings (0x14): status 1 "
+                        "(success); rate code 5 (38400), flow control 0, parity 0 (None), "
+                        "data bits 8, stop bits 1\n"),
+              std::string::npos);
+    module.server.ClearTrace();
+
+    // The option goes anywhere, also in its --trace=FILE form.
+    Spit(path, kChangedFile);
+    o = Cli({"write", module.device, path, "--trace=" + trace});
+    ASSERT_EQ(o.status, 0) << o.err;
+    EXPECT_EQ(TraceAsModuleSaw(trace), module.server.TraceLines());
+    EXPECT_NE(Slurp(trace).find(" send 1d 0f 4c 69 6e 65 20 34 20 53 63 61 6e 6e 65 72 00 | "
+                                "SetDeviceName (0x1D): name \"Line 4 Scanner\" (14)\n"),
+              std::string::npos);
+
+    o = Cli({"read", module.device, "-o", path, "--trace"});
+    EXPECT_EQ(o.status, 2);
+    EXPECT_EQ(o.err.substr(0, o.err.find('\n')), "btconf-cli: option --trace needs a file name");
+    o = Cli({"--trace", Temp("no/such/folder/t.trace"), "read", module.device, "-o", path});
+    EXPECT_EQ(o.status, 6);
+    std::remove(path.c_str());
+    std::remove(trace.c_str());
+}

@@ -7,6 +7,7 @@
 // next n input bytes, handed out over as many reads as it takes (the steps go
 // on after them). Once the input is used up every read is idle.
 #include "FrameRun.h"
+#include "Trace.h"
 
 #include <algorithm>
 #include <cstddef>
@@ -54,6 +55,15 @@ extern "C" int LLVMFuzzerTestOneInput(const uint8_t* data, size_t size) {
     Cursor cursor{data, size};
     fuzz::FrameRun run;
     run.port.source = [&](uint8_t* buffer, int32_t count) { return cursor.Read(buffer, count); };
+    // Every frame, partial frame and dropped byte the run meets is also put
+    // into words, as the trace does.
+    int lastSent = -1;
+    run.com.observer = [&](const TraceEvent& event) {
+        const DecodedFrame words = DecodeEvent(event, lastSent);
+        if (event.direction == TraceEvent::Direction::Send && !event.bytes.empty())
+            lastSent = event.bytes[0];
+        if (words.Words().empty()) __builtin_trap();
+    };
     const fuzz::ArgSource args = [&] { return cursor.Byte(); };
     for (int step = 0; step < kMaxSteps && !cursor.Done(); ++step)
         run.Step(cursor.Byte(), args);
