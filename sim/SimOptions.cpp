@@ -54,7 +54,7 @@ bool ParseSimOptions(const std::vector<std::string>& args, SimOptions* out, std:
         static const char* const withValue[] = {
             "--profile", "--link",          "--state",        "--trace",   "--devices",
             "--fault",   "--answer-delay",  "--search-time",  "--pairing", "--baud",
-            "--seed",    "--search-spread", "--back-to-back", "--count"};
+            "--seed",    "--search-spread", "--back-to-back", "--count",   "--unit"};
         bool known = false;
         for (const char* w : withValue)
             known = known || name == w;
@@ -104,6 +104,8 @@ bool ParseSimOptions(const std::vector<std::string>& args, SimOptions* out, std:
         } else if (name == "--baud") {
             if (!ParseInt(value, 300, 4000000, &o.module.baud))
                 return fail("--baud takes 300 to 4000000 bits per second");
+        } else if (name == "--unit") {
+            if (!ParseInt(value, 0, 255, &o.module.unit)) return fail("--unit takes 0 to 255");
         } else if (name == "--count") {
             if (!ParseInt(value, 1, 64, &o.count)) return fail("--count takes 1 to 64 modules");
         } else if (name == "--seed") {
@@ -141,6 +143,8 @@ std::vector<std::string> ModuleArgs(const std::vector<std::string>& args, int in
         if (!inlineValue && i + 1 < args.size()) value = args[++i];
         if (path) out.push_back(name + "=" + value + std::to_string(index));
     }
+    // Each module has an address of its own, so a log tells them apart.
+    out.push_back("--unit=" + std::to_string(index));
     return out;
 }
 
@@ -193,7 +197,10 @@ Options:
                        with N above 1 the paths of --link, --state and --trace
                        get the module's number 0 to N-1 appended (--link
                        /tmp/nvm makes /tmp/nvm0, /tmp/nvm1, ...), so that every
-                       module keeps its own settings file
+                       module keeps its own settings file, and --unit the
+                       module's number
+  --unit N             the fifth byte of the module's own Bluetooth address
+                       (0 to 255, default 0)
   --help               show this text
 
 Profiles:

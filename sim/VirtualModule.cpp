@@ -10,6 +10,7 @@ using namespace detail;
 
 VirtualModule::VirtualModule(ModuleConfig cfg)
     : config(std::move(cfg)), settings(DefaultSettings(config.profile)), random(config.seed) {
+    settings.localAddress[4] = static_cast<uint8_t>(config.unit);
     const int baud = std::max(config.baud, 1);
     byteTime = std::chrono::duration_cast<Clock::duration>(
         std::chrono::nanoseconds(static_cast<long long>(10'000'000'000LL / baud)));

@@ -68,7 +68,8 @@ struct Fault {
 };
 
 // "silent", "silent:OP", "opcode:OP=NEW", "status:OP=N", "split", "split:OP",
-// "garbage:OP=N", "delay:OP=MS", "ignore", "ignore:OP"; OP and the values in hexadecimal (0x..) or decimal.
+// "garbage:OP=N", "delay:OP=MS", "ignore", "ignore:OP"; OP and the values in hexadecimal (0x..) or
+// decimal.
 bool ParseFault(const std::string& text, Fault* out, std::string* error);
 
 // Status byte of the pairing event.
@@ -129,6 +130,7 @@ struct ModuleConfig {
     int baud = 38400;        // 10 bits a byte
     int answerDelayMs = 2;
     uint32_t seed = 1; // random bytes of the split and garbage faults
+    int unit = 0;      // the fifth byte of the module's own Bluetooth address
 };
 
 class VirtualModule {

@@ -403,7 +403,7 @@ TEST(Station, ProgramsEachModuleOnceAsItComesAndStopsCleanlyOnSigint) {
 TEST(Nvmsim, CountServesEveryModuleOnItsOwnNumberedLink) {
     EXPECT_EQ(
         sim::ModuleArgs({"--count", "3", "--link", "/tmp/m", "--state=/s", "--baud", "9600"}, 2),
-        Lines({"--link=/tmp/m2", "--state=/s2", "--baud", "9600"}));
+        Lines({"--link=/tmp/m2", "--state=/s2", "--baud", "9600", "--unit=2"}));
     const std::string link = Temp("nvm");
     Child nvmsim(NVMSIM_PATH, {"--count", "3", "--link", link});
     ASSERT_TRUE(nvmsim.AwaitOut(link + "2\n")) << nvmsim.Out();
@@ -413,6 +413,12 @@ TEST(Nvmsim, CountServesEveryModuleOnItsOwnNumberedLink) {
     const Ran r = Cli({"program", file, link + "0", link + "1", link + "2"});
     EXPECT_EQ(r.status, 0) << r.out << r.err;
     EXPECT_EQ(Split(r.out).size(), 4u) << r.out;
+    // Each module has its own Bluetooth address.
+    for (int unit = 0; unit < 3; ++unit)
+        EXPECT_NE(r.out.find(link + std::to_string(unit) + "  NVM-220  02 4e 56 4d 0" +
+                             std::to_string(unit) + " 03  OK"),
+                  std::string::npos)
+            << r.out;
     kill(nvmsim.pid, SIGTERM);
     EXPECT_EQ(nvmsim.Wait(), 0);
     EXPECT_NE(access((link + "0").c_str(), F_OK), 0) << "the links go with the modules";
