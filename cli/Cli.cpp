@@ -1,5 +1,6 @@
 #include "Cli.h"
 
+#include "CliCommon.h"
 #include "Communicator.h"
 #include "ConfigFile.h"
 #include "Diff.h"
@@ -32,39 +33,6 @@ const char* const kProgram = "btconf-cli";
 constexpr int kStaleBytes = 100;
 constexpr int kStaleReads = 20;
 
-using Clock = std::chrono::steady_clock;
-using Address = std::array<uint8_t, 6>;
-
-// A search as the window runs it: duration 12, every class of device.
-constexpr int32_t kSearchDuration = 12;
-// Overall time limits (seconds) unless --time-limit gives one: the module's
-// own search of duration 12 lasts about 15 s; a pairing waits for a person at
-// the remote device.
-constexpr int kSearchLimit = 30;
-constexpr int kPairingLimit = 120;
-constexpr int kTimeLimitMax = 3600;
-// After a cancel, how long the module is given to report the end.
-constexpr auto kAbortWait = std::chrono::seconds(3);
-// A search lists at most this many devices; further results are ignored.
-constexpr std::size_t kMaxDevices = 20;
-constexpr std::size_t kPasskeyMax = 16;
-
-// The pairing's own outcome texts, by pairing state 2 to 5.
-const char* PairingText(int32_t state) {
-    switch (state) {
-    case 2:
-        return "Pairing failed due to timeout";
-    case 3:
-        return "Pairing failed";
-    case 4:
-        return "Pairing canceled";
-    case 5:
-        return "Pairing error";
-    default:
-        return "Pairing failed";
-    }
-}
-
 const char* const kNotFound[] = {
     "Norvane Bluetooth unit not found!",
     "Please ensure that you have selected the correct com port",
@@ -73,9 +41,11 @@ const char* const kNotFound[] = {
     "has an established Bluetooth connection.",
 };
 
+} // namespace
+
 // A report of the program's own: the first line after the program's name, the
 // others as they stand.
-void Say(std::ostream& err, const std::string& first, const std::vector<std::string>& more = {}) {
+void Say(std::ostream& err, const std::string& first, const std::vector<std::string>& more) {
     err << kProgram << ": " << first << "\n";
     for (const std::string& line : more)
         err << line << "\n";
@@ -95,176 +65,39 @@ void ReportLoss(std::ostream& err, const mSerial& port) {
     Say(err, "The module's port went away", {port.GetLastErrorText()});
 }
 
-#if !defined(_WIN32)
-// Why the device cannot be opened as the module's port, or "" when it can.
-std::string CannotOpen(const std::string& device) {
-    struct stat st {};
-    if (::stat(device.c_str(), &st) != 0) return std::strerror(errno);
-    if (S_ISDIR(st.st_mode)) return "it is a folder";
-    if (!S_ISCHR(st.st_mode)) return "it is not a serial port";
-    if (::access(device.c_str(), R_OK | W_OK) != 0) return std::strerror(errno);
-    const int fd = ::open(device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
-    if (fd < 0) return std::strerror(errno);
-    std::string why;
-    if (!::isatty(fd))
-        why = "it is not a serial port";
-    else if (::flock(fd, LOCK_EX | LOCK_NB) != 0)
-        why = "another program is using it";
-    ::close(fd);
-    return why;
+Link::~Link() {
+    if (port.IsOpen()) port.Close();
 }
 
-// What a person who may not use serial devices does about it.
-const char* const kPermissionAdvice =
-    "add your user to the group \"dialout\" (sudo usermod -a -G dialout $USER), then log out "
-    "and in again";
-
-// One line of a file, without its line end; "" when it cannot be read.
-std::string FirstLine(const std::string& path) {
-    std::FILE* file = std::fopen(path.c_str(), "r");
-    if (file == nullptr) return "";
-    char line[256] = {};
-    const bool got = std::fgets(line, sizeof line, file) != nullptr;
-    std::fclose(file);
-    std::string text = got ? line : "";
-    while (!text.empty() && (text.back() == '\n' || text.back() == '\r' || text.back() == ' '))
-        text.pop_back();
-    return text;
-}
-
-// What the system knows of a serial device (its real path): a USB adapter's
-// product and maker from the USB device above the tty in /sys, "virtual line"
-// for a pseudo-terminal, else "serial port".
-std::string DeviceKind(const std::string& real) {
-    if (real.rfind("/dev/pts/", 0) == 0) return "virtual line";
-    const std::string name = real.substr(real.find_last_of('/') + 1);
-    char resolved[4096];
-    const std::string link = "/sys/class/tty/" + name + "/device";
-    if (name.empty() || ::realpath(link.c_str(), resolved) == nullptr) return "serial port";
-    std::string dir = resolved;
-    for (int up = 0; up < 5 && dir.size() > 1; ++up) {
-        const std::string product = FirstLine(dir + "/product");
-        const std::string maker = FirstLine(dir + "/manufacturer");
-        if (!product.empty() || !maker.empty()) {
-            std::string text = "USB adapter: " + product;
-            if (!product.empty() && !maker.empty()) text += ", ";
-            return text + maker;
-        }
-        dir = dir.substr(0, dir.find_last_of('/'));
+int Link::Open(const std::string& device, std::ostream& err) {
+    PortTable::Set({device});
+    SetModuleLineSettings(port);
+    port.port = 1;
+    if (port.Open() != 0) {
+        Say(err, "COM port could not be opened!", {device + ": " + WhyNotOpened(device, port)});
+        return kNoModule;
     }
-    return "serial port";
-}
-#endif
-
-// Why the device did not open, in the system's words where it has them.
-std::string WhyNotOpened(const std::string& device, const mSerial& port) {
-#if !defined(_WIN32)
-    const std::string why = CannotOpen(device);
-    if (!why.empty()) return why;
-#else
-    // The port is opened as COM1 whatever the device is named, so the system's
-    // own reason says more than the port's text.
-    (void)device;
-    if (port.GetSystemError() != 0) return port.GetSystemErrorText();
-#endif
-    return port.GetLastErrorText();
-}
-
-// The ports as the window's chooser lists them: COM1 to COM20 (and COM21 when
-// it has a device), each with its device, what the system knows of it, and
-// whether it can be opened.
-int PortsCommand(const std::vector<std::string>& given, Console& console) {
-    PortTable::Set(PortTable::Build(given));
-    std::vector<std::array<std::string, 4>> rows;
-#if defined(_WIN32)
-    uint8_t flags[PortTable::kMaxPorts + 1] = {};
-    mSerial probe;
-    probe.GetValidComPorts(flags, PortTable::kMaxPorts);
-    for (int n = 1; n <= PortTable::kMaxPorts; ++n)
-        if (flags[n] != 0 || n < PortTable::kMaxPorts)
-            rows.push_back({mSerial::PortName(n), "", "",
-                            flags[n] != 0 ? "can be opened" : "no device, or in use"});
-#else
-    for (int n = 1; n <= PortTable::kMaxPorts; ++n) {
-        const std::string device = PortTable::DeviceOf(n);
-        if (device.empty()) {
-            if (n < PortTable::kMaxPorts)
-                rows.push_back({mSerial::PortName(n), "(no device)", "", ""});
-            continue;
-        }
-        char resolved[4096];
-        const bool exists = ::realpath(device.c_str(), resolved) != nullptr;
-        const std::string real = exists ? resolved : "";
-        std::string shown = device;
-        if (exists && real != device) shown += " -> " + real;
-        if (!exists) {
-            rows.push_back({mSerial::PortName(n), shown, "(no device)", ""});
-            continue;
-        }
-        const int opened = ::access(device.c_str(), R_OK | W_OK) == 0 ? 0 : errno;
-        std::string why = CannotOpen(device);
-        if (!why.empty() && (opened == EACCES || opened == EPERM))
-            why += "; " + std::string(kPermissionAdvice);
-        rows.push_back({mSerial::PortName(n), shown, DeviceKind(real),
-                        why.empty() ? "can be opened" : "cannot be opened: " + why});
+    DropStaleBytes(port);
+    comm.SetSerialPort(&port);
+    comm.frameByFrame = true;
+    int32_t probe = comm.CheckConnection();
+    if (probe == -2) {
+        // Something stale was in the way of the answer: probe once more as the
+        // window does, reading until the line is quiet.
+        comm.frameByFrame = false;
+        DropStaleBytes(port);
+        probe = comm.CheckConnection();
+        comm.frameByFrame = true;
     }
-#endif
-    std::size_t widths[3] = {};
-    for (const auto& row : rows)
-        for (std::size_t i = 0; i < 3; ++i)
-            widths[i] = std::max(widths[i], row[i].size());
-    for (const auto& row : rows) {
-        std::string line;
-        for (std::size_t i = 0; i < 4; ++i) {
-            line += row[i];
-            if (i < 3) line += std::string(widths[i] - row[i].size() + 3, ' ');
-        }
-        line.erase(line.find_last_not_of(' ') + 1);
-        console.out << line << "\n";
+    if (probe != 1) {
+        Say(err, kNotFound[0], {std::begin(kNotFound) + 1, std::end(kNotFound)});
+        ReportLoss(err, port);
+        return kNoModule;
     }
-    console.out << std::flush;
     return kSuccess;
 }
 
-// The module's port, open at the module's line settings with a module answering.
-class Link {
-  public:
-    ~Link() {
-        if (port.IsOpen()) port.Close();
-    }
-
-    // kSuccess, or kNoModule after reporting why not.
-    int Open(const std::string& device, std::ostream& err) {
-        PortTable::Set({device});
-        SetModuleLineSettings(port);
-        port.port = 1;
-        if (port.Open() != 0) {
-            Say(err, "COM port could not be opened!", {device + ": " + WhyNotOpened(device, port)});
-            return kNoModule;
-        }
-        DropStaleBytes(port);
-        comm.SetSerialPort(&port);
-        comm.frameByFrame = true;
-        int32_t probe = comm.CheckConnection();
-        if (probe == -2) {
-            // Something stale was in the way of the answer: probe once more as the
-            // window does, reading until the line is quiet.
-            comm.frameByFrame = false;
-            DropStaleBytes(port);
-            probe = comm.CheckConnection();
-            comm.frameByFrame = true;
-        }
-        if (probe != 1) {
-            Say(err, kNotFound[0], {std::begin(kNotFound) + 1, std::end(kNotFound)});
-            ReportLoss(err, port);
-            return kNoModule;
-        }
-        return kSuccess;
-    }
-
-    mSerial port;
-    Communicator comm;
-};
+namespace {
 
 // Read-all of every group that the module has, with the read bar.
 int ReadModule(ModuleSettings& settings, Link& link, Console& console) {
@@ -406,193 +239,6 @@ int CheckCommand(const std::string& path, Console& console) {
         Report(console.err, failure);
         return kInvalid;
     }
-    return kSuccess;
-}
-
-// A one-line status on a terminal (what the window shows in its status bar),
-// wiped when it goes away.
-class StatusLine {
-  public:
-    StatusLine(std::ostream& err, bool shown, const std::string& text) : err(err), shown(shown) {
-        if (shown) err << text << std::flush;
-        width = text.size();
-    }
-    ~StatusLine() { Clear(); }
-    StatusLine(const StatusLine&) = delete;
-    StatusLine& operator=(const StatusLine&) = delete;
-    void Clear() {
-        if (shown && width > 0) err << '\r' << std::string(width, ' ') << '\r' << std::flush;
-        width = 0;
-    }
-
-  private:
-    std::ostream& err;
-    bool shown;
-    std::size_t width;
-};
-
-// While it lives, a read of the port waits up to kEventReadMs for the first
-// byte and then returns 10 ms after the last one: an event frame (at most 44
-// bytes, with a quiet gap after it) then comes whole in one read, and is never
-// cut in two by the short time-out of a poll. Waiting costs no processor time.
-class WholeEventReads {
-  public:
-    static constexpr int32_t kEventReadMs = 250;
-    explicit WholeEventReads(mSerial& port) : port(port), saved(port.ReadTimeout) {
-        port.ReadTimeout = kEventReadMs;
-    }
-    ~WholeEventReads() { port.ReadTimeout = saved; }
-    WholeEventReads(const WholeEventReads&) = delete;
-    WholeEventReads& operator=(const WholeEventReads&) = delete;
-
-  private:
-    mSerial& port;
-    int32_t saved;
-};
-
-// A device's name as the module sent it (up to its first zero byte), with
-// control characters shown as \xNN so that they never reach the terminal.
-std::string NameText(const uint8_t (&name)[32]) {
-    std::string text;
-    for (uint8_t c : name) {
-        if (c == 0) break;
-        if (c < 0x20 || c == 0x7f || (c >= 0x80 && c < 0xa0)) {
-            char escaped[8];
-            std::snprintf(escaped, sizeof escaped, "\\x%02x", c);
-            text += escaped;
-        } else {
-            text.push_back(char(c));
-        }
-    }
-    return text;
-}
-
-int SearchCommand(const std::string& device, int limitSeconds, Console& console) {
-    Link link;
-    if (const int status = link.Open(device, console.err)) return status;
-    Communicator& comm = link.comm;
-    const uint8_t everyClass[4] = {};
-    comm.StartInquiry(kSearchDuration, everyClass, true);
-    StatusLine status(console.err, console.progress, "Searching...");
-
-    std::vector<Address> listed;
-    // Takes the result the last poll reported (one at a time, as it came) and
-    // lists it unless it is there already or the list is full.
-    auto take = [&] {
-        while (comm.foundCount > 0) {
-            Address address{};
-            uint8_t name[32] = {};
-            uint32_t classOfDevice = 0;
-            if (comm.TakeInquiryResult(address.data(), name, &classOfDevice) < 0) break;
-            if (listed.size() >= kMaxDevices ||
-                std::find(listed.begin(), listed.end(), address) != listed.end())
-                continue;
-            listed.push_back(address);
-            char cod[16];
-            std::snprintf(cod, sizeof cod, "0x%06x", unsigned(classOfDevice & 0xffffff));
-            status.Clear();
-            console.out << btaddress::Text(address) << "  " << NameText(name) << "  " << cod << "\n"
-                        << std::flush;
-        }
-    };
-    // Polls until the module ends the search (2 or 3) or the time is up.
-    auto pollUntil = [&](Clock::time_point deadline) {
-        WholeEventReads whole(link.port);
-        while (Clock::now() < deadline && !link.port.IsLost()) {
-            const int32_t state = comm.PollInquiry();
-            if (state == 1 || state == 3) take();
-            if (state == 2 || state == 3) return true;
-        }
-        return false;
-    };
-
-    const bool finished = pollUntil(Clock::now() + std::chrono::seconds(limitSeconds));
-    if (link.port.IsLost()) {
-        status.Clear();
-        ReportLoss(console.err, link.port);
-        return kCommunication;
-    }
-    if (!finished) {
-        comm.CancelInquiry(); // its answer does not matter: the end of the search does
-        const bool ended = pollUntil(Clock::now() + kAbortWait);
-        status.Clear();
-        if (!ended) {
-            Say(console.err, "The search did not end",
-                {"The module reported no end of the search, not even after it was canceled."});
-            return kCommunication;
-        }
-        Say(console.err, "Search canceled after " + std::to_string(limitSeconds) +
-                             (limitSeconds == 1 ? " second" : " seconds"));
-    }
-    status.Clear();
-    if (listed.empty()) Say(console.err, "No device found");
-    return kSuccess;
-}
-
-// A pairing: local-initiated with the remote device's address, or waiting for
-// the remote device; the module's paired address on success.
-int PairCommand(const std::string& device, bool remoteInitiates, const Address& address,
-                const std::string& passkey, int limitSeconds, Console& console) {
-    Link link;
-    if (const int status = link.Open(device, console.err)) return status;
-    Communicator& comm = link.comm;
-    const int32_t started = comm.StartPairing(remoteInitiates ? 1 : 0, address.data(),
-                                              reinterpret_cast<const uint8_t*>(passkey.data()),
-                                              uint32_t(passkey.size()));
-    if (started != 0) {
-        Say(console.err, "Pairing could not be started",
-            {"The reason was: " + comm.GetErrorText(started)});
-        return kCommunication;
-    }
-
-    int32_t state = 0;
-    {
-        StatusLine status(console.err, console.progress,
-                          remoteInitiates ? "Waiting for remote device to pair" : "Pairing...");
-        auto pollUntil = [&](Clock::time_point deadline) {
-            WholeEventReads whole(link.port);
-            while (state == 0 && Clock::now() < deadline && !link.port.IsLost())
-                state = comm.PollPairingStatus();
-        };
-        pollUntil(Clock::now() + std::chrono::seconds(limitSeconds));
-        if (link.port.IsLost()) {
-            status.Clear();
-            ReportLoss(console.err, link.port);
-            return kCommunication;
-        }
-        if (state == 0) {
-            // The module is told to stop and answers with the canceled outcome.
-            comm.CancelInquiry();
-            pollUntil(Clock::now() + kAbortWait);
-            status.Clear();
-            Say(console.err, "No pairing outcome within " + std::to_string(limitSeconds) +
-                                 (limitSeconds == 1 ? " second" : " seconds"));
-            if (state == 0) {
-                Say(console.err, "The pairing did not end",
-                    {"The module reported no outcome, not even after it was canceled."});
-                return kCommunication;
-            }
-        }
-    }
-    if (state != 1) {
-        Say(console.err, PairingText(state));
-        return kPairing;
-    }
-
-    Address paired{};
-    const int32_t result = comm.GetPairedDevice(paired.data());
-    if (result != 0) {
-        Failure failure;
-        failure.category = "communication";
-        failure.headline = "Could not read parameter";
-        failure.errorCode = 0x162;
-        failure.description = {
-            "A communication error occured when reading information from the device.",
-            "The reason was: " + comm.GetErrorText(result)};
-        Report(console.err, failure);
-        return kCommunication;
-    }
-    console.out << "Paired with " << btaddress::Text(paired) << "\n" << std::flush;
     return kSuccess;
 }
 
@@ -789,90 +435,6 @@ void DropStaleBytes(mSerial& port) {
     port.ReadTimeout = quietMs;
     for (int reads = 1; got > 0 && reads < kStaleReads; ++reads)
         got = port.ReadBuffer(stale, kStaleBytes);
-}
-
-std::string Usage() {
-    return "Usage: btconf-cli read DEVICE -o FILE\n"
-           "       btconf-cli write DEVICE FILE\n"
-           "       btconf-cli check FILE\n"
-           "       btconf-cli ports [DEVICE]...\n"
-           "       btconf-cli search DEVICE [--time-limit SECONDS]\n"
-           "       btconf-cli pair DEVICE ADDRESS --passkey KEY [--time-limit SECONDS]\n"
-           "       btconf-cli wait-pair DEVICE --passkey KEY [--time-limit SECONDS]\n"
-           "       btconf-cli program FILE DEVICE... [--log LOG] [--log-format csv|json]\n"
-           "       btconf-cli program FILE --watch DEVICE... [--log LOG] [--log-format ...]\n"
-           "       btconf-cli diff DEVICE FILE\n"
-           "       btconf-cli diff FILE FILE\n"
-           "       btconf-cli --help\n"
-           "\n"
-           "Reads the settings of a Norvane Bluetooth serial-port adapter module on the\n"
-           "serial device DEVICE into a configuration file, writes such a file onto the\n"
-           "module, or checks a file. The file is the same as File > Save of the window.\n"
-           "Searches for remote Bluetooth devices through the module, and pairs the\n"
-           "module with one.\n"
-           "\n"
-           "Commands:\n"
-           "  read DEVICE -o FILE  read every setting of the module and save it to FILE\n"
-           "                       (\"-\" writes it to standard output)\n"
-           "  write DEVICE FILE    read the module, take the settings FILE holds, check\n"
-           "                       them and write them to the module\n"
-           "  check FILE           print the settings FILE holds (\"Key: value\") and\n"
-           "                       check them\n"
-           "  ports [DEVICE]...    list the ports as the window's chooser does: COM1 to\n"
-           "                       COM20, each with its device (the DEVICEs given first,\n"
-           "                       then the system's), what the system knows of it (a\n"
-           "                       USB adapter's product and maker) and whether it can\n"
-           "                       be opened\n"
-           "  search DEVICE        search for remote devices and print each one found:\n"
-           "                       address, name, class of device\n"
-           "  pair DEVICE ADDRESS  pair the module with the remote device at ADDRESS\n"
-           "                       (00:1b:dc:0f:52:a7, 001bdc0f52a7 or \"00 1b dc 0f 52 a7\")\n"
-           "                       and print the address it is then paired with\n"
-           "  wait-pair DEVICE     let the module wait for a remote device to pair with it\n"
-           "  program FILE DEVICE...\n"
-           "                       write FILE to the modules on every DEVICE at once,\n"
-           "                       each as write does, then read each back and compare\n"
-           "                       every setting FILE sets; one line per module\n"
-           "                       (device, product, address, OK or FAILED, seconds)\n"
-           "                       and a summary\n"
-           "  program FILE --watch DEVICE...\n"
-           "                       station mode: program every module that appears on\n"
-           "                       a DEVICE, once, and wait for it to go away before\n"
-           "                       the next one; stops on Ctrl+C\n"
-           "  diff DEVICE FILE     print each setting FILE sets that the module holds\n"
-           "                       otherwise: \"Key: module VALUE, file VALUE\"\n"
-           "  diff FILE FILE       the same for two files: \"Key: first VALUE, second\n"
-           "                       VALUE\"; a side without the line shows (not set)\n"
-           "  help                 print this text\n"
-           "\n"
-           "Options:\n"
-           "  -o, --output FILE    the file that read saves to\n"
-           "  --passkey KEY        the pairing's passkey, 1 to 16 characters\n"
-           "  --time-limit SECONDS give up a search or a pairing after SECONDS (1 to\n"
-           "                       3600; default 30 for a search, 120 for a pairing)\n"
-           "  --log LOG            program: append one record per module to LOG (time,\n"
-           "                       device, address, product, software version, file,\n"
-           "                       its SHA-256, result, reason, differences)\n"
-           "  --log-format FORMAT  csv (default) or json (one object a line)\n"
-           "  --watch              program: station mode (above)\n"
-           "  --trace FILE         with any command: write every frame sent to and\n"
-           "                       received from the module to FILE, one line each\n"
-           "                       (milliseconds, send or recv, the bytes, what they\n"
-           "                       mean)\n"
-           "  -h, --help           print this text\n"
-           "\n"
-           "program ends with status 8 when at least one module was not programmed or\n"
-           "not verified; diff ends with 0 when no setting differs and 1 when one does.\n"
-           "\n"
-           "Exit status:\n"
-           "  0  success\n"
-           "  2  the command line is wrong\n"
-           "  3  the port cannot be opened, or no module answers\n"
-           "  4  a setting could not be read from or written to the module, or the\n"
-           "     module's port went away (unplugged, or its far end hung up)\n"
-           "  5  the file is refused or holds no settings, or a value is not valid\n"
-           "  6  the output file cannot be written\n"
-           "  7  the pairing timed out, failed, ended in an error or was canceled\n";
 }
 
 namespace {
