@@ -56,10 +56,8 @@ const char* const kChangedPrompt = "Configuration has changed\n\nChanges that ha
 const char* const kAdvancedWarning =
     "Changing the advanced settings can affect\nthe performance of the device. Please "
     "read\nthe manual carefully before changing values in\nthis section.\n\nProceed?";
-const char* const kFileFilter = "Configuration file (*.bcf);;All files (*.*)";
 constexpr int kStartDelayMs = 100;
 constexpr int kSettleMs = 100;
-constexpr int kStaleBytes = 100;
 
 // Restores a flag when the scope ends, whichever way it ends.
 class BusyScope {
@@ -72,17 +70,6 @@ class BusyScope {
   private:
     bool& flag;
 };
-
-// The folder the file dialogs open in: the person's documents, else home.
-QString StartFolder() {
-    const QString docs = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
-    if (!docs.isEmpty() && QDir(docs).exists()) return docs;
-    return QDir::homePath();
-}
-
-std::string LocalPath(const QString& fileName) {
-    return QFile::encodeName(fileName).toStdString();
-}
 
 } // namespace
 
@@ -448,116 +435,6 @@ void TMainForm::menuConfChoosePortClick() {
     }
 }
 
-bool TMainForm::SaveSettings(const QString& fileName) {
-    if (fileName.isEmpty()) return false;
-    const std::string path = ConfigFile::SaveName(LocalPath(fileName));
-    const QString shown = QFile::decodeName(QByteArray::fromStdString(path));
-    if (QFileInfo::exists(shown) &&
-        Desktop::AskYesNo(this, QString("The file \"%1\" already exists.\n\nDo you want to "
-                                        "replace it?")
-                                    .arg(shown)) != Desktop::Answer::Yes)
-        return false;
-    std::string error;
-    if (ConfigFile::WriteAtomically(path, settings.FileText(), &error)) return true;
-    Desktop::Tell(this, QString("The settings could not be saved to \"%1\": %2.\n\nThe file "
-                                "was not changed.")
-                            .arg(shown, QString::fromLocal8Bit(error.c_str())));
-    return false;
-}
-
-bool TMainForm::LoadSettings(const QString& fileName) {
-    if (fileName.isEmpty()) return false;
-    std::string bytes, error;
-    if (!ConfigFile::ReadAll(LocalPath(fileName), bytes, &error)) {
-        Desktop::Tell(this, QString("The settings could not be loaded from \"%1\": %2.\n\n"
-                                    "Nothing was changed.")
-                                .arg(fileName, QString::fromLocal8Bit(error.c_str())));
-        return false;
-    }
-    if (settings.LoadFile(bytes) == 0) {
-        Desktop::Tell(this, QString("\"%1\" holds no settings of a module.\n\nNothing was "
-                                    "changed.")
-                                .arg(fileName));
-        return false;
-    }
-    for (SettingsPage* page : pages)
-        page->UpdateControls();
-    return true;
-}
-
-void TMainForm::ShowDifferences(TCompareForm& form) {
-    if (seams.compare)
-        seams.compare(form);
-    else
-        form.exec();
-}
-
-bool TMainForm::CompareWithFile(const QString& fileName) {
-    if (fileName.isEmpty()) return false;
-    std::string bytes, error;
-    if (!ConfigFile::ReadAll(LocalPath(fileName), bytes, &error)) {
-        Desktop::Tell(this, QString("\"%1\" could not be compared: %2.")
-                                .arg(fileName, QString::fromLocal8Bit(error.c_str())));
-        return false;
-    }
-    const std::vector<std::string> keys = FileSettingKeys(bytes);
-    if (keys.empty()) {
-        Desktop::Tell(this, QString("\"%1\" holds no settings of a module.").arg(fileName));
-        return false;
-    }
-    const std::vector<SettingDifference> differences =
-        CompareSettings(settings.FileText(), bytes, keys);
-    TCompareForm form(this, QStringLiteral("Compare with file"), QStringLiteral("Shown"),
-                      QStringLiteral("File"));
-    const QString name = QFileInfo(fileName).fileName();
-    form.Show(differences,
-              differences.empty()
-                  ? QString("The values shown equal all %1 settings of \"%2\".")
-                        .arg(keys.size())
-                        .arg(name)
-                  : QString("%1 of the %2 settings of \"%3\" differ from the values shown:")
-                        .arg(differences.size())
-                        .arg(keys.size())
-                        .arg(name));
-    ShowDifferences(form);
-    return true;
-}
-
-void TMainForm::VerifyWritten() {
-    // A second set of groups reads the module back, so the window keeps
-    // showing what was written whatever the module answers.
-    ModuleSettings module;
-    module.SetCommunicator(comm.get());
-    Failure failure;
-    if (module.ReadAll(failure) != nullptr) {
-        AddPortLoss(failure);
-        errorForm->Report(failure);
-        return;
-    }
-    const std::string written = settings.FileText();
-    const std::vector<std::string> keys = settings.WrittenKeys(FileSettingKeys(written));
-    const std::vector<SettingDifference> differences =
-        CompareSettings(written, module.FileText(), keys);
-    TCompareForm form(this, QStringLiteral("Verify after writing"), QStringLiteral("Written"),
-                      QStringLiteral("Module"));
-    form.Show(differences,
-              differences.empty()
-                  ? QString("The module holds all %1 settings written.").arg(keys.size())
-                  : QString("The module did not take %1 of the %2 settings written:")
-                        .arg(differences.size())
-                        .arg(keys.size()));
-    ShowDifferences(form);
-}
-
-void TMainForm::menuCompareWithFileClick() {
-    const QString name =
-        seams.openFileName
-            ? seams.openFileName()
-            : QFileDialog::getOpenFileName(this, QStringLiteral("Compare with file"), StartFolder(),
-                                           QString::fromLatin1(kFileFilter));
-    CompareWithFile(name);
-}
-
 void TMainForm::readConfigClick() {
     ReadAll();
 }
@@ -572,25 +449,6 @@ void TMainForm::menuConfReadFromDeviceClick() {
 
 void TMainForm::menuConfWriteToDeviceClick() {
     WriteAll();
-}
-
-void TMainForm::menuSaveSettingsClick() {
-    const QString name =
-        seams.saveFileName
-            ? seams.saveFileName()
-            : QFileDialog::getSaveFileName(this, QStringLiteral("Save settings"), StartFolder(),
-                                           QString::fromLatin1(kFileFilter), nullptr,
-                                           QFileDialog::DontConfirmOverwrite);
-    SaveSettings(name);
-}
-
-void TMainForm::menuLoadSettingsClick() {
-    const QString name =
-        seams.openFileName
-            ? seams.openFileName()
-            : QFileDialog::getOpenFileName(this, QStringLiteral("Load settings"), StartFolder(),
-                                           QString::fromLatin1(kFileFilter));
-    LoadSettings(name);
 }
 
 void TMainForm::menuFileExitClick() {
@@ -648,93 +506,6 @@ void TMainForm::showEvent(QShowEvent* event) {
     shownOnce = true;
     // The start-up dialogs come once the window itself is on screen.
     QTimer::singleShot(0, this, &TMainForm::FormShow);
-}
-
-void TMainForm::RunSerChoose(TSerChooseForm& form) {
-    if (seams.serChoose)
-        seams.serChoose(form);
-    else
-        form.exec();
-}
-
-void TMainForm::RunComOpenError(TComOpenError& form) {
-    if (seams.comOpenError)
-        seams.comOpenError(form);
-    else
-        form.exec();
-}
-
-void TMainForm::RunConnectError(TConnectErrorForm& form) {
-    if (seams.connectError)
-        seams.connectError(form);
-    else
-        form.exec();
-}
-
-bool TMainForm::ConnectModule() {
-    if (!serChooseForm) serChooseForm = std::make_unique<TSerChooseForm>(this);
-    for (;;) {
-        serChooseForm->tag = 0;
-        RunSerChoose(*serChooseForm);
-        if (serChooseForm->tag == 0) return false;
-        // The port chosen replaces the one open until now.
-        if (serPort.IsOpen()) serPort.Close();
-        serPort.port = serChooseForm->tag;
-        comm->SetSerialPort(&serPort);
-        serPort.handshake = serChooseForm->checkHWF->isChecked() ? mHandHardware : mHandNone;
-
-        const int32_t opened = serPort.Open();
-        // Whatever is waiting on the line must not be taken for an answer. (On a port
-        // that did not open this only leaves a note in the component.)
-        uint8_t stale[kStaleBytes];
-        serPort.ReadBuffer(stale, kStaleBytes);
-
-        if (opened != 0) {
-            const int32_t n = serPort.port;
-            const QString device = QString::fromStdString(PortTable::DeviceOf(n));
-            const QString reason = QString::fromLocal8Bit(serPort.GetSystemErrorText().c_str());
-            const bool permission = serPort.PermissionDenied();
-            serPort.Close();
-            TComOpenError openError(this);
-            openError.ShowReason(n, device, reason, permission);
-            openError.tag = 0;
-            RunComOpenError(openError);
-            if (openError.tag >= 0) continue;
-            return false;
-        }
-        if (comm->CheckConnection() == 1) return true;
-
-        serPort.Close();
-        TConnectErrorForm connectError(this);
-        connectError.tag = 0;
-        RunConnectError(connectError);
-        if (connectError.tag != 0) continue;
-        return false;
-    }
-}
-
-void TMainForm::FormShow() {
-    noModule = !ConnectModule();
-    if (!noModule) {
-        startupDone = true;
-        StartTimer->start();
-    } else {
-        EndWithoutModule();
-    }
-}
-
-void TMainForm::EndWithoutModule() {
-    // The program ends on the window's next paint. Should no paint come (a window that
-    // is not visible), it ends shortly after all the same.
-    update();
-    QTimer::singleShot(500, this, [this] {
-        if (exitRequested) return;
-        exitRequested = true;
-        if (seams.quit)
-            seams.quit(0);
-        else
-            QCoreApplication::exit(0);
-    });
 }
 
 void TMainForm::paintEvent(QPaintEvent* event) {
