@@ -1,16 +1,15 @@
 #include "OtherSetHandler.h"
 
 #include "ClassOfDevice.h"
+#include "KeyFilter.h"
 #include "OtherPage.h"
 
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
-#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 #include <QRadioButton>
-#include <QRegularExpressionValidator>
 #include <QSlider>
 
 #include <algorithm>
@@ -72,15 +71,14 @@ OtherSetHandler::OtherSetHandler(OtherSettings& group, OtherPage* page)
                 [this, button] { ControlChanged(button); });
     for (QComboBox* box : {codMajorService, codMajorDev, codMinorDev, emuSerChoose, comboQoS})
         connect(box, &QComboBox::activated, this, [this, box] { ControlChanged(box); });
-    for (QLineEdit* edit : {codValueBox, textQoSLatency}) {
+    for (QLineEdit* edit : {codValueBox, textQoSLatency})
         connect(edit, &QLineEdit::textEdited, this, [this, edit] { ControlChanged(edit); });
-        edit->installEventFilter(this);
-    }
+    // The latency takes seven digits (typing over a selection replaces it), the
+    // class eight hexadecimal digits.
+    KeyFilter::Install(textQoSLatency, {KeyRule::Digits, kLatencyDigits, false, false, true});
+    KeyFilter::Install(codValueBox, {KeyRule::Hex, 8, false, false, true});
     connect(lstBar, &QSlider::sliderMoved, this, [this] { ControlChanged(lstBar); });
     connect(lstBar, &QSlider::actionTriggered, this, [this] { ControlChanged(lstBar); });
-    // What is pasted into the value obeys the rule of what is typed.
-    codValueBox->setValidator(new QRegularExpressionValidator(
-        QRegularExpression(QStringLiteral("[0-9a-fA-F]{0,8}")), codValueBox));
 
     UpdateControls();
 }
@@ -205,24 +203,4 @@ void OtherSetHandler::ControlChanged(QObject* control) {
         g.changed = 1;
         ShowClass(true);
     }
-}
-
-bool OtherSetHandler::eventFilter(QObject* watched, QEvent* event) {
-    if ((watched != textQoSLatency && watched != codValueBox) || event->type() != QEvent::KeyPress)
-        return false;
-    const QString text = static_cast<QKeyEvent*>(event)->text();
-    // Keys that type nothing (arrows, Delete, Tab) are the edit's own.
-    if (text.isEmpty()) return false;
-    const QChar key = text.at(0);
-    if (key == QChar('\b')) return false;
-    if (watched == codValueBox)
-        return !(key.isDigit() && key.unicode() < 0x80) &&
-               !(key >= QChar('a') && key <= QChar('f')) &&
-               !(key >= QChar('A') && key <= QChar('F'));
-    if (key < QChar('0') || key > QChar('9')) return true; // dropped
-    // The character replaces the selection, if any.
-    const int length = int(textQoSLatency->text().size() - textQoSLatency->selectedText().size());
-    if (length < kLatencyDigits) return false;
-    QApplication::beep();
-    return true;
 }

@@ -53,10 +53,6 @@ class OtherSetHandler : public SettingsPage {
     // A person changed one of the page's controls.
     void ControlChanged(QObject* control);
 
-  protected:
-    // The key filters of textQoSLatency (digits and backspace, 7 characters at
-    // most, a beep for more) and codValueBox (hexadecimal digits and backspace).
-    bool eventFilter(QObject* watched, QEvent* event) override;
 
   private:
     // The class in the value edit (when typed in) and in the three boxes.

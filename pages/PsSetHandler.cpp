@@ -1,18 +1,17 @@
 #include "PsSetHandler.h"
 
+#include "KeyFilter.h"
 #include "PowerSavePage.h"
 
 #include <QApplication>
 #include <QCheckBox>
-#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
-#include <QRegularExpressionValidator>
 
 namespace {
 
-// An edit holding more characters than this takes no more.
-constexpr int kEditChars = 4;
+// The characters an edit takes by typing.
+constexpr int kEditChars = 5;
 
 void Show(QLineEdit* edit, bool shown, int32_t value) {
     edit->setText(shown ? QString::number(value) : QString());
@@ -46,10 +45,8 @@ PsSetHandler::PsSetHandler(PsSettings& group, PowerSavePage* page)
     for (QLineEdit* edit :
          {sniffMaxInt, sniffMinInt, sniffAttempt, sniffTimeout, parkBeaMax, parkBeaMin}) {
         connect(edit, &QLineEdit::textEdited, this, [this, edit] { ControlChanged(edit); });
-        edit->installEventFilter(this);
-        // What is pasted brings no character that could not be typed.
-        edit->setValidator(
-            new QRegularExpressionValidator(QRegularExpression(QStringLiteral("[0-9-]*")), edit));
+        // Digits and "-", five characters; a full edit beeps at any character.
+        KeyFilter::Install(edit, {KeyRule::DigitsAndMinus, kEditChars, false, true});
     }
     UpdateControls();
 }
@@ -118,23 +115,4 @@ void PsSetHandler::ControlChanged(QObject* control) {
         if (e.modeEnabled) e.value = ok ? value : 0;
         return;
     }
-}
-
-bool PsSetHandler::eventFilter(QObject* watched, QEvent* event) {
-    if (event->type() != QEvent::KeyPress) return false;
-    auto* edit = qobject_cast<QLineEdit*>(watched);
-    if (edit == nullptr) return false;
-    const auto* key = static_cast<QKeyEvent*>(event);
-    // Keys that type nothing (arrows, Delete) and focus moves are the edit's own.
-    if (key->text().isEmpty() || key->key() == Qt::Key_Tab || key->key() == Qt::Key_Backtab)
-        return false;
-    const QChar c = key->text().at(0);
-    const bool backspace = c == QChar('\b') || key->key() == Qt::Key_Backspace;
-    if (backspace) return false;
-    // A full edit refuses every other key with a beep, a swallowed one too.
-    if (edit->text().size() > kEditChars) {
-        QApplication::beep();
-        return true;
-    }
-    return !((c >= QChar('0') && c <= QChar('9')) || c == QChar('-'));
 }

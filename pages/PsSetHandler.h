@@ -41,8 +41,4 @@ class PsSetHandler : public SettingsPage {
     // A person changed one of the page's controls.
     void ControlChanged(QObject* control);
 
-  protected:
-    // The key filter of the six edits: digits, backspace and "-"; an edit that
-    // already holds five characters takes nothing but backspace, with a beep.
-    bool eventFilter(QObject* watched, QEvent* event) override;
 };

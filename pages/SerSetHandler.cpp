@@ -1,15 +1,14 @@
 #include "SerSetHandler.h"
 
+#include "KeyFilter.h"
 #include "SerialPage.h"
 
 #include <QApplication>
 #include <QCheckBox>
 #include <QComboBox>
 #include <QGroupBox>
-#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
-#include <QRegularExpressionValidator>
 
 namespace {
 
@@ -46,10 +45,8 @@ SerSetHandler::SerSetHandler(SerSettings& group, SerialPage* page)
         connect(box, &QComboBox::activated, this, [this, box] { ControlChanged(box); });
     connect(udbEnabled, &QCheckBox::clicked, this, [this] { ControlChanged(udbEnabled); });
     connect(baudvalue, &QLineEdit::textEdited, this, [this] { ControlChanged(baudvalue); });
-    baudvalue->installEventFilter(this);
-    // What is pasted obeys the same rule as what is typed.
-    baudvalue->setValidator(new QRegularExpressionValidator(
-        QRegularExpression(QStringLiteral("[0-9]{0,%1}").arg(kValueDigits)), baudvalue));
+    // Digits only; a digit beyond the fourth beeps.
+    KeyFilter::Install(baudvalue, {KeyRule::Digits, kValueDigits});
 }
 
 void SerSetHandler::AdvancedSwitched(bool shown) {
@@ -143,19 +140,4 @@ void SerSetHandler::ControlChanged(QObject* control) {
         return;
     }
     group.changed = 1;
-}
-
-bool SerSetHandler::eventFilter(QObject* watched, QEvent* event) {
-    if (watched != baudvalue || event->type() != QEvent::KeyPress) return false;
-    const QString text = static_cast<QKeyEvent*>(event)->text();
-    // Keys that type nothing (arrows, Delete, Tab) are the edit's own.
-    if (text.isEmpty()) return false;
-    const QChar key = text.at(0);
-    if (key == QChar('\b')) return false;
-    if (key >= QChar('0') && key <= QChar('9')) {
-        if (baudvalue->text().size() < kValueDigits) return false;
-        QApplication::beep();
-        return true;
-    }
-    return true; // any other key is dropped
 }

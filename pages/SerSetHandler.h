@@ -47,9 +47,6 @@ class SerSetHandler : public SettingsPage {
     // A person changed one of the page's controls.
     void ControlChanged(QObject* control);
 
-  protected:
-    // The key filter of baudvalue: digits and backspace only, at most four digits.
-    bool eventFilter(QObject* watched, QEvent* event) override;
 
   private:
     // The speeds of the module read last, "User defined" last when it is on.

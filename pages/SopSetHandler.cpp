@@ -1,10 +1,10 @@
 #include "SopSetHandler.h"
 
+#include "KeyFilter.h"
 #include "ScanPowerPage.h"
 
 #include <QApplication>
 #include <QCheckBox>
-#include <QKeyEvent>
 #include <QLabel>
 #include <QLineEdit>
 
@@ -49,7 +49,10 @@ SopSetHandler::SopSetHandler(SopSettings& group, ScanPowerPage* page)
     for (const auto& entry : edits) {
         QLineEdit* const e = entry.first;
         connect(e, &QLineEdit::textEdited, this, [this, e] { ControlChanged(e); });
-        e->installEventFilter(this);
+        // Digits and "-"; a power edit takes "-" only first and holds "-90".
+        const bool power = e == maxTxPower || e == defaultTxPowerText;
+        KeyFilter::Install(e, {KeyRule::DigitsAndMinus, power ? kPowerCharacters : kScanCharacters,
+                               power});
     }
 }
 
@@ -77,25 +80,4 @@ void SopSetHandler::ControlChanged(QObject* control) {
     }
     for (const auto& [edit, name] : edits)
         if (control == edit) group.Edited(name, edit->text().toStdString());
-}
-
-bool SopSetHandler::eventFilter(QObject* watched, QEvent* event) {
-    if (event->type() != QEvent::KeyPress) return false;
-    auto* edit = qobject_cast<QLineEdit*>(watched);
-    if (edit == nullptr) return false;
-    const QString text = static_cast<QKeyEvent*>(event)->text();
-    // Keys that type nothing (arrows, Delete, Tab) are the edit's own.
-    if (text.isEmpty()) return false;
-    const QChar key = text.at(0);
-    const bool backspace = key == QChar('\b');
-    const bool digit = key >= QChar('0') && key <= QChar('9');
-    if (!backspace && !digit && key != QChar('-')) return true;
-
-    const bool power = edit == maxTxPower || edit == defaultTxPowerText;
-    if (power && key == QChar('-') && !edit->text().isEmpty()) return true;
-    if (!backspace && edit->text().size() >= (power ? kPowerCharacters : kScanCharacters)) {
-        QApplication::beep();
-        return true;
-    }
-    return false;
 }

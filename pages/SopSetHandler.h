@@ -42,11 +42,6 @@ class SopSetHandler : public SettingsPage {
     // A person changed one of the page's controls.
     void ControlChanged(QObject* control);
 
-  protected:
-    // The key filter of the six edits: digits, backspace and "-" only; a power
-    // takes "-" only as its first character and at most 3 characters, a scan
-    // value at most 4.
-    bool eventFilter(QObject* watched, QEvent* event) override;
 
   private:
     // Each edit with the group's name for it.

@@ -2,6 +2,7 @@
 
 #include "DeviceSearch.h"
 
+#include <QKeyEvent>
 #include <QTimer>
 
 namespace {
@@ -11,6 +12,13 @@ QTimer* IdleTimer(QObject* form, const char* name, int interval) {
     timer->setObjectName(QString::fromLatin1(name));
     timer->setInterval(interval);
     return timer;
+}
+
+// Escape on a page whose loop would go on with the page hidden does nothing;
+// otherwise it is the close box.
+bool EscapeRefused(const QKeyEvent* event, bool closeBoxSetsACode) {
+    return event->key() == Qt::Key_Escape && event->modifiers() == Qt::NoModifier &&
+           !closeBoxSetsACode;
 }
 
 template <typename Form> void SetCode(Form* form, QPushButton* button, int code) {
@@ -93,4 +101,16 @@ void TformPairRemote2::reject() {
         return;
     }
     QDialog::reject();
+}
+
+void TformPairLocal2::keyPressEvent(QKeyEvent* event) {
+    if (!EscapeRefused(event, tag == 0)) QDialog::keyPressEvent(event);
+}
+
+void TformPairLocal3::keyPressEvent(QKeyEvent* event) {
+    if (!EscapeRefused(event, tag == 9)) QDialog::keyPressEvent(event);
+}
+
+void TformPairRemote2::keyPressEvent(QKeyEvent* event) {
+    if (!EscapeRefused(event, tag == 9)) QDialog::keyPressEvent(event);
 }

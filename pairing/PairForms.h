@@ -32,6 +32,10 @@ class TformPairLocal2 : public QDialog, public Ui::TformPairLocal2 {
     // The close box asks for a cancel (3) while no other code is set; otherwise
     // the window closes.
     void reject() override;
+
+  protected:
+    // Escape is the close box, but never hides the page while its loop runs on.
+    void keyPressEvent(QKeyEvent* event) override;
 };
 
 // Local step 3, the pairing: Pair 1, Back 3, Cancel 4, Finish 11; the handler
@@ -44,6 +48,10 @@ class TformPairLocal3 : public QDialog, public Ui::TformPairLocal3 {
     QTimer* pairTimer = nullptr; // 500 ms, never started
     // The close box acts as Cancel (4) while the code is 9; otherwise the window closes.
     void reject() override;
+
+  protected:
+    // Escape is the close box, but never hides the page while its loop runs on.
+    void keyPressEvent(QKeyEvent* event) override;
 };
 
 // Remote step 2, waiting for the remote device: Back 1, Pair 2, Finish 3,
@@ -57,4 +65,8 @@ class TformPairRemote2 : public QDialog, public Ui::TformPairRemote2 {
     QTimer* pairTimer = nullptr; // 50 ms, never started
     // The close box acts as Cancel (4) while the code is 9; otherwise the window closes.
     void reject() override;
+
+  protected:
+    // Escape is the close box, but never hides the page while its loop runs on.
+    void keyPressEvent(QKeyEvent* event) override;
 };
