@@ -23,13 +23,15 @@ Seams& TestSeams() {
 
 namespace {
 
+// OK and Cancel ask whether to throw edits away, so Return keeps them (Cancel);
+// Yes and No default to Yes.
 Answer Ask(QWidget* parent, const QString& text, bool yesNo) {
     if (TestSeams().ask) return TestSeams().ask(text, yesNo);
     const QMessageBox::StandardButtons buttons =
         yesNo ? (QMessageBox::Yes | QMessageBox::No) : (QMessageBox::Ok | QMessageBox::Cancel);
     const QMessageBox::StandardButton chosen =
         QMessageBox::warning(parent, QString::fromLatin1(kApplicationTitle), text, buttons,
-                             yesNo ? QMessageBox::Yes : QMessageBox::Ok);
+                             yesNo ? QMessageBox::Yes : QMessageBox::Cancel);
     if (yesNo) return chosen == QMessageBox::Yes ? Answer::Yes : Answer::No;
     return chosen == QMessageBox::Ok ? Answer::Ok : Answer::Cancel;
 }

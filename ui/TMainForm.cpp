@@ -137,6 +137,7 @@ TMainForm::TMainForm(QWidget* parent) : QMainWindow(parent) {
 
     BuildMenus();
     BuildPages();
+    BuildKeys();
 
     StartTimer = new QTimer(this);
     StartTimer->setObjectName(QStringLiteral("StartTimer"));
@@ -256,11 +257,6 @@ SettingsPage* TMainForm::PageOf(const SettingsGroup* group) const {
     for (SettingsPage* page : pages)
         if (&page->Group() == group) return page;
     return nullptr;
-}
-
-void TMainForm::SetButtonsEnabled(bool enabled) {
-    readConfig->setEnabled(enabled);
-    writeConf->setEnabled(enabled);
 }
 
 void TMainForm::ShowGroupPage(const SettingsGroup* group) {

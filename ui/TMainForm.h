@@ -7,6 +7,7 @@
 #include "mSerial.h"
 
 #include <QMainWindow>
+#include <QPointer>
 #include <QString>
 #include <functional>
 #include <memory>
@@ -178,6 +179,9 @@ class TMainForm : public QMainWindow {
   private:
     void BuildMenus();
     void BuildPages();
+    void BuildKeys();
+    // Shows the next (1) or previous (-1) page that is shown, round the end.
+    void SwitchPage(int step);
     SettingsPage* PageOf(const SettingsGroup* group) const;
     // The General read has decided the module's capabilities.
     void GeneralRead();
@@ -216,5 +220,8 @@ class TMainForm : public QMainWindow {
     bool shownOnce = false;
     bool startupDone = false; // the start-up connection has ended with a module
     bool busy = false;
+    // Where the focus was when an operation began, and where it goes after one
+    // that brought up a page with a field to correct.
+    QPointer<QWidget> focusBeforeBusy, focusAfterBusy;
     bool exitRequested = false;
 };

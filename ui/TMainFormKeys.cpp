@@ -1,0 +1,80 @@
+// The main window from the keyboard: page switching from anywhere, never onto a
+// hidden page; keys for the file and module commands; F10 to the menus; and the
+// focus kept where a person expects it around an operation.
+#include "TMainForm.h"
+
+#include <QAction>
+#include <QApplication>
+#include <QMenuBar>
+#include <QPushButton>
+#include <QShortcut>
+#include <QTabBar>
+#include <QTabWidget>
+
+void TMainForm::BuildKeys() {
+    // Window-wide, so that a combo box or a button with the focus does not keep
+    // the keys (a combo box would change its value on Ctrl+PageDown).
+    const struct {
+        QKeySequence keys;
+        int step;
+    } switches[] = {
+        {QKeySequence(Qt::CTRL | Qt::Key_Tab), 1},
+        {QKeySequence(Qt::CTRL | Qt::Key_PageDown), 1},
+        {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Backtab), -1},
+        {QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_Tab), -1},
+        {QKeySequence(Qt::CTRL | Qt::Key_PageUp), -1},
+    };
+    for (const auto& s : switches) {
+        auto* shortcut = new QShortcut(s.keys, this);
+        shortcut->setContext(Qt::WindowShortcut);
+        connect(shortcut, &QShortcut::activated, this, [this, step = s.step] { SwitchPage(step); });
+    }
+
+    auto* menus = new QShortcut(QKeySequence(Qt::Key_F10), this);
+    menus->setContext(Qt::WindowShortcut);
+    connect(menus, &QShortcut::activated, this, [this] {
+        if (!menuBar()->actions().isEmpty())
+            menuBar()->setActiveAction(menuBar()->actions().constFirst());
+    });
+
+    menuLoadSettings->setShortcut(QKeySequence::Open);
+    menuSaveSettings->setShortcut(QKeySequence::Save);
+    // Module operations take a chord that is not pressed by habit.
+    menuConfReadFromDevice->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_R));
+    menuConfWriteToDevice->setShortcut(QKeySequence(Qt::CTRL | Qt::SHIFT | Qt::Key_W));
+    menuFileExit->setShortcut(QKeySequence::Quit);
+    readConfig->setText(QStringLiteral("&Read configuration"));
+    writeConf->setText(QStringLiteral("&Write configuration"));
+}
+
+void TMainForm::SwitchPage(int step) {
+    if (busy) return;
+    const int count = PageControl1->count();
+    int index = PageControl1->currentIndex();
+    for (int tried = 0; tried < count; ++tried) {
+        index = (index + step + count) % count;
+        if (PageControl1->isTabVisible(index) && PageControl1->isTabEnabled(index)) {
+            PageControl1->setCurrentIndex(index);
+            PageControl1->tabBar()->setFocus(Qt::TabFocusReason);
+            return;
+        }
+    }
+}
+
+void TMainForm::SetButtonsEnabled(bool enabled) {
+    if (!enabled) {
+        // A button disabled while it has the focus would hand it to the next
+        // control in the chain, maybe the other button: the tabs hold it meanwhile.
+        focusBeforeBusy = QApplication::focusWidget();
+        if (focusBeforeBusy == readConfig || focusBeforeBusy == writeConf)
+            PageControl1->tabBar()->setFocus(Qt::OtherFocusReason);
+    }
+    readConfig->setEnabled(enabled);
+    writeConf->setEnabled(enabled);
+    if (!enabled) return;
+    QWidget* back = focusAfterBusy ? focusAfterBusy.data() : focusBeforeBusy.data();
+    focusAfterBusy = nullptr;
+    focusBeforeBusy = nullptr;
+    if (back != nullptr && back->isVisible() && back->isEnabled() && isActiveWindow())
+        back->setFocus(Qt::OtherFocusReason);
+}
