@@ -3,6 +3,8 @@
 #include "Communicator.h"
 #include "mSerial.h"
 
+#include <QDialog>
+
 #include <QCoreApplication>
 #include <QFontMetrics>
 #include <QHeaderView>
@@ -39,6 +41,12 @@ DeviceSearch::DeviceSearch(QWidget* window, const SearchControls& controls) : c(
     pollTimer->setObjectName(QStringLiteral("pollTimer"));
     pollTimer->setInterval(kTickMs);
     QObject::connect(pollTimer, &QTimer::timeout, pollTimer, [this] { Tick(); });
+}
+
+void DeviceSearch::SetMainButton(QDialog* window, QPushButton* main) {
+    for (QPushButton* button : window->findChildren<QPushButton*>())
+        button->setAutoDefault(true);
+    main->setDefault(true);
 }
 
 void DeviceSearch::ShapeList(QTreeWidget* list) {

@@ -15,6 +15,7 @@ class QProgressBar;
 class QPushButton;
 class QStatusBar;
 class QTimer;
+class QDialog;
 class QTreeWidget;
 class QWidget;
 
@@ -62,6 +63,8 @@ class DeviceSearch {
 
     // Report style list with the fixed "BT Address" and "Bluetooth name" columns.
     static void ShapeList(QTreeWidget* list);
+    // Return presses `main` unless another button has the focus, which it presses.
+    static void SetMainButton(QDialog* window, QPushButton* main);
     // The class filter for an item of the device filter list: byte 1 holds the
     // major device class, except for "LAN/Network access point" (byte 2).
     static std::array<uint8_t, 4> ClassFilter(int item);

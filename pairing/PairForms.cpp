@@ -29,6 +29,7 @@ template <typename Form> void SetCode(Form* form, QPushButton* button, int code)
 
 TformPair1::TformPair1(QWidget* parent) : QDialog(parent) {
     setupUi(this);
+    DeviceSearch::SetMainButton(this, buttonNext);
     connect(buttonNext, &QPushButton::clicked, this, [this] {
         if (!radioLocalPair->isChecked() && !radioRemotePair->isChecked()) return;
         tag = 1;
@@ -48,6 +49,7 @@ void TformPair1::reject() {
 TformPairLocal2::TformPairLocal2(QWidget* parent) : QDialog(parent) {
     setupUi(this);
     DeviceSearch::ShapeList(DeviceList);
+    DeviceSearch::SetMainButton(this, buttonNext);
     setWindowModality(Qt::ApplicationModal);
     inqTimer = IdleTimer(this, "inqTimer", 600);
     SetCode(this, buttonStopSearch, 1);
@@ -68,6 +70,7 @@ void TformPairLocal2::reject() {
 
 TformPairLocal3::TformPairLocal3(QWidget* parent) : QDialog(parent) {
     setupUi(this);
+    DeviceSearch::SetMainButton(this, pairButton);
     setWindowModality(Qt::ApplicationModal);
     pairTimer = IdleTimer(this, "pairTimer", 500);
     SetCode(this, pairButton, 1);
@@ -86,6 +89,7 @@ void TformPairLocal3::reject() {
 
 TformPairRemote2::TformPairRemote2(QWidget* parent) : QDialog(parent) {
     setupUi(this);
+    DeviceSearch::SetMainButton(this, pairButton);
     setWindowModality(Qt::ApplicationModal);
     setWindowFlag(Qt::WindowStaysOnTopHint);
     pairTimer = IdleTimer(this, "pairTimer", 50);

@@ -30,6 +30,22 @@ void Present(QDialog* window) {
     window->activateWindow();
 }
 
+// A pairing that completed: Finish is enabled, takes Return and the focus,
+// so a second key press does not go back a page.
+void Offer(QPushButton* finish) {
+    finish->setEnabled(true);
+    finish->setDefault(true);
+    finish->setFocus(Qt::OtherFocusReason);
+}
+
+// A pairing that failed: the passkey can be typed again and Return pairs.
+void Retry(QLineEdit* passkey, QPushButton* pair) {
+    pair->setEnabled(true);
+    pair->setDefault(true);
+    passkey->setEnabled(true);
+    passkey->setFocus(Qt::OtherFocusReason);
+}
+
 QString Hex6(const std::array<uint8_t, 6>& a) {
     return DeviceSearch::AddressText(a);
 }
@@ -186,7 +202,9 @@ int PairHandler::LocalPair() {
     f.tag = 0;
     f.textPinCode->setEnabled(true);
     PasskeyRule(f.textPinCode, f.pairButton);
+    f.pairButton->setDefault(true);
     Present(&f);
+    f.textPinCode->setFocus(Qt::OtherFocusReason);
     bool underWay = false;
 
     // A pairing that ends lets the person edit the passkey again.
@@ -205,6 +223,8 @@ int PairHandler::LocalPair() {
                                    reinterpret_cast<const uint8_t*>(key.data()),
                                    uint32_t(key.size()));
             f.pairStatus->setText(QStringLiteral("Pairing..."));
+            // The focus waits on Cancel, not on <Back, while the pairing runs.
+            f.cancelButton->setFocus(Qt::OtherFocusReason);
             f.pairButton->setEnabled(false);
             f.textPinCode->setEnabled(false);
             f.tag = 9;
@@ -215,12 +235,12 @@ int PairHandler::LocalPair() {
             const int32_t state = comm ? comm->PollPairingStatus() : 0;
             if (state == kComplete) {
                 f.pairStatus->setText(QStringLiteral("Pairing complete"));
-                f.finnishButton->setEnabled(true);
+                if (!f.finnishButton->isEnabled()) Offer(f.finnishButton);
                 f.cancelButton->setEnabled(false);
                 settled();
             } else if (const char* text = FailureText(state)) {
                 f.pairStatus->setText(QString::fromLatin1(text));
-                f.pairButton->setEnabled(true);
+                if (underWay) Retry(f.textPinCode, f.pairButton);
                 settled();
             } else if (state == kCancelled) {
                 f.hide();
@@ -288,7 +308,9 @@ int PairHandler::RemotePair() {
     f.pairStatus->setText(QStringLiteral("Enter passkey and press pair button"));
     f.textPinCode->setEnabled(true);
     PasskeyRule(f.textPinCode, f.pairButton);
+    f.pairButton->setDefault(true);
     Present(&f);
+    f.textPinCode->setFocus(Qt::OtherFocusReason);
     bool waiting = false;
 
     auto settled = [&f, &waiting] {
@@ -300,6 +322,7 @@ int PairHandler::RemotePair() {
         ProcessMessages();
         switch (f.tag) {
         case 2: { // Pair: the module waits for the remote device
+            f.cancelButton->setFocus(Qt::OtherFocusReason);
             f.finnishButton->setEnabled(false);
             f.pairButton->setEnabled(false);
             f.textPinCode->setEnabled(false);
@@ -317,13 +340,13 @@ int PairHandler::RemotePair() {
             if (state == kComplete) {
                 comm->GetPairedDevice(remoteAddress.data());
                 f.pairStatus->setText(QStringLiteral("Device paired with ") + Hex6(remoteAddress));
-                f.finnishButton->setEnabled(true);
+                if (!f.finnishButton->isEnabled()) Offer(f.finnishButton);
                 f.cancelButton->setEnabled(false);
                 settled();
             } else if (state >= kTimedOut && state <= kError) {
                 const char* text = state == kCancelled ? "Pairing canceled" : FailureText(state);
                 f.pairStatus->setText(QString::fromLatin1(text));
-                f.pairButton->setEnabled(true);
+                if (waiting) Retry(f.textPinCode, f.pairButton);
                 settled();
             }
             break;

@@ -7,6 +7,7 @@
 TinqForm::TinqForm(QWidget* parent) : QDialog(parent) {
     setupUi(this);
     DeviceSearch::ShapeList(DeviceList);
+    DeviceSearch::SetMainButton(this, buttonOk);
     setWindowModality(Qt::ApplicationModal);
     inqTimer = new QTimer(this);
     inqTimer->setObjectName(QStringLiteral("inqTimer"));
