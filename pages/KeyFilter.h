@@ -12,9 +12,9 @@ class QLineEdit;
 struct KeyRule {
     enum Chars { Digits, DigitsAndMinus, Hex };
     Chars chars = Digits;
-    int maxLength = 0;             // characters the edit takes by typing; 0: the edit's own limit
-    bool minusFirstOnly = false;   // "-" only into an empty edit
-    bool fullRefusesAll = false;   // a full edit beeps at any character, not only an allowed one
+    int maxLength = 0;           // characters the edit takes by typing; 0: the edit's own limit
+    bool minusFirstOnly = false; // "-" only into an empty edit
+    bool fullRefusesAll = false; // a full edit beeps at any character, not only an allowed one
     bool typedReplacesSelection = false; // a selection counts as replaced when judging "full"
 };
 

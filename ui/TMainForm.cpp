@@ -1,5 +1,6 @@
 #include "TMainForm.h"
 
+#include "AccessKeys.h"
 #include "AudioPage.h"
 #include "Communicator.h"
 #include "CompareForm.h"
@@ -138,6 +139,12 @@ TMainForm::TMainForm(QWidget* parent) : QMainWindow(parent) {
     BuildMenus();
     BuildPages();
     BuildKeys();
+    // Every window of the program gets its access keys when first shown.
+    static AccessKeys::Watcher* watcher = nullptr;
+    if (watcher == nullptr) {
+        watcher = new AccessKeys::Watcher(qApp);
+        qApp->installEventFilter(watcher);
+    }
 
     StartTimer = new QTimer(this);
     StartTimer->setObjectName(QStringLiteral("StartTimer"));
