@@ -317,6 +317,25 @@ CommandLine Parse(const std::vector<std::string>& args) {
     return line;
 }
 
+// The passkey as the module's 8-bit text: the command line gives UTF-8, and
+// a character beyond Latin-1 cannot be sent. False for such a passkey.
+bool PasskeyBytes(const std::string& utf8, std::string& latin1) {
+    latin1.clear();
+    for (std::size_t i = 0; i < utf8.size(); ++i) {
+        const auto b = static_cast<unsigned char>(utf8[i]);
+        if (b < 0x80) {
+            latin1 += char(b);
+            continue;
+        }
+        // U+0080 to U+00FF come as 110000xx 10xxxxxx.
+        if ((b & 0xFE) != 0xC2 || i + 1 == utf8.size()) return false;
+        const auto next = static_cast<unsigned char>(utf8[++i]);
+        if ((next & 0xC0) != 0x80) return false;
+        latin1 += char((b & 0x03) << 6 | (next & 0x3F));
+    }
+    return true;
+}
+
 // What is wrong with the words of a command, or "" when nothing is.
 std::string Misuse(const CommandLine& line) {
     if (line.words.empty()) return "no command given";
@@ -357,7 +376,11 @@ std::string Misuse(const CommandLine& line) {
                "\"00 1b dc 0f 52 a7\"";
     if (command == "search" && line.hasPasskey) return "search takes no --passkey";
     if ((pair || waitPair) && !line.hasPasskey) return command + " needs --passkey KEY";
-    if (line.hasPasskey && (line.passkey.empty() || line.passkey.size() > kPasskeyMax))
+    std::string key;
+    if (line.hasPasskey && !PasskeyBytes(line.passkey, key))
+        return "the passkey holds a character the module cannot take: only the Latin-1 "
+               "characters can be sent";
+    if (line.hasPasskey && (key.empty() || key.size() > kPasskeyMax))
         return "the passkey must have 1-16 characters";
     if (line.hasTimeLimit) {
         const long long seconds = FileNumber(line.timeLimit);
@@ -529,7 +552,9 @@ int RunCommand(const std::vector<std::string>& args, Console& console) {
     Address address{};
     const bool remoteInitiates = w[0] == "wait-pair";
     if (!remoteInitiates) ParseAddressArgument(w[2], address);
-    return PairCommand(w[1], remoteInitiates, address, line.passkey, limit, console);
+    std::string key;
+    PasskeyBytes(line.passkey, key); // checked with the command line
+    return PairCommand(w[1], remoteInitiates, address, key, limit, console);
 }
 
 } // namespace

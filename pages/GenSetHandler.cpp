@@ -16,6 +16,11 @@ GenSetHandler::GenSetHandler(GenSettings& group, GeneralPage* page)
     btAddr = page->btAddr;
     genDeviceName = page->genDeviceName;
     genServName = page->genServName;
+    // The module's identity can be selected and copied, with the keyboard too.
+    for (QLabel* value : {prodID, hwVer, swVer, artNum, btAddr}) {
+        value->setTextInteractionFlags(Qt::TextSelectableByMouse | Qt::TextSelectableByKeyboard);
+        value->setFocusPolicy(Qt::TabFocus);
+    }
     for (QLineEdit* edit : {genDeviceName, genServName}) {
         TextEdit::AcceptOnlyLatin1(edit);
         // Only what a person types reaches the group, never a refresh.

@@ -5,6 +5,7 @@
 #include "mSerial.h"
 
 #include <QLineEdit>
+#include <QRegularExpressionValidator>
 #include <QTimer>
 #include <algorithm>
 
@@ -92,8 +93,14 @@ PairHandler::PairHandler(QWidget* owner)
     });
     for (auto [edit, pair] : {std::pair{formPairLocal3->textPinCode, formPairLocal3->pairButton},
                               std::pair{formPairRemote2->textPinCode, formPairRemote2->pairButton}})
+    {
         QObject::connect(edit, &QLineEdit::textChanged, pair,
                          [edit = edit, pair = pair] { PasskeyRule(edit, pair); });
+        // As the PIN code: a character the module's 8-bit text cannot carry is
+        // refused as it is typed or pasted.
+        edit->setValidator(new QRegularExpressionValidator(
+            QRegularExpression(QStringLiteral("[\\x{1}-\\x{ff}]*")), edit));
+    }
 }
 
 PairHandler::~PairHandler() {

@@ -134,7 +134,7 @@ bool AccessKeys::Watcher::eventFilter(QObject* watched, QEvent* event) {
     if (event->type() != QEvent::Show || !watched->isWidgetType()) return false;
     auto* window = static_cast<QWidget*>(watched);
     if (!window->isWindow() || window->property(kDone).toBool()) return false;
-    if (!qobject_cast<QDialog*>(window) && !qobject_cast<QMainWindow*>(window)) return false;
+    if (window->windowType() != Qt::Window && window->windowType() != Qt::Dialog) return false;
     if (qobject_cast<QFileDialog*>(window)) return false; // the toolkit's own
     window->setProperty(kDone, true);
     // The focus frame shows from the start, not only after the first Tab.

@@ -35,6 +35,8 @@ TCompareForm::TCompareForm(QWidget* parent, const QString& caption, const QStrin
     table->setObjectName(QStringLiteral("table"));
     table->setHorizontalHeaderLabels({QStringLiteral("Setting"), firstColumn, secondColumn});
     table->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    // Tab leaves the table for the buttons; the arrows move within it.
+    table->setTabKeyNavigation(false);
     table->setSelectionBehavior(QAbstractItemView::SelectRows);
     table->verticalHeader()->hide();
     table->horizontalHeader()->setStretchLastSection(true);

@@ -12,6 +12,7 @@
 #include <QPlainTextEdit>
 #include <QPushButton>
 #include <QScrollBar>
+#include <QShortcut>
 #include <QSplitter>
 #include <QTableView>
 #include <QTimer>
@@ -114,6 +115,10 @@ TraceForm::TraceForm(QWidget* parent)
     : QWidget(parent, Qt::Window), start(std::chrono::steady_clock::now()) {
     setObjectName(QStringLiteral("TraceForm"));
     setWindowTitle(QStringLiteral("Protocol trace"));
+    // Escape closes it, as it closes a dialog.
+    auto* escape = new QShortcut(QKeySequence(Qt::Key_Escape), this);
+    escape->setContext(Qt::WindowShortcut);
+    connect(escape, &QShortcut::activated, this, &QWidget::close);
 
     model = new TraceModel(this);
     table = new QTableView(this);
@@ -122,6 +127,7 @@ TraceForm::TraceForm(QWidget* parent)
     table->setSelectionBehavior(QAbstractItemView::SelectRows);
     table->setSelectionMode(QAbstractItemView::SingleSelection);
     table->setEditTriggers(QAbstractItemView::NoEditTriggers);
+    table->setTabKeyNavigation(false);
     table->setWordWrap(false);
     table->setAlternatingRowColors(true);
     table->verticalHeader()->hide();
