@@ -375,6 +375,8 @@ bool TMainForm::WriteAllSteps() {
     if (const SettingsGroup* invalid = settings.ValidateAll(failure)) {
         errorForm->Report(failure);
         ShowGroupPage(invalid);
+        // The person goes on in the field to correct.
+        focusAfterBusy = FieldOf(PageControl1->currentWidget(), failure);
         return false;
     }
     // Checked first: a port that went away is chosen again before writing.

@@ -182,6 +182,8 @@ class TMainForm : public QMainWindow {
     void BuildKeys();
     // Shows the next (1) or previous (-1) page that is shown, round the end.
     void SwitchPage(int step);
+    // The enabled field of `page` that a refused value names, if it has one.
+    static QWidget* FieldOf(const QWidget* page, const Failure& failure);
     SettingsPage* PageOf(const SettingsGroup* group) const;
     // The General read has decided the module's capabilities.
     void GeneralRead();
@@ -220,6 +222,10 @@ class TMainForm : public QMainWindow {
     bool shownOnce = false;
     bool startupDone = false; // the start-up connection has ended with a module
     bool busy = false;
+    // The folder of the configuration file saved or loaded last; the file
+    // dialogs open there.
+    QString lastFileFolder;
+    QString StartFolder() const;
     // Where the focus was when an operation began, and where it goes after one
     // that brought up a page with a field to correct.
     QPointer<QWidget> focusBeforeBusy, focusAfterBusy;

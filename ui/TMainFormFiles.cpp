@@ -23,8 +23,9 @@ namespace {
 
 const char* const kFileFilter = "Configuration file (*.bcf);;All files (*.*)";
 
-// The folder the file dialogs open in: the person's documents, else home.
-QString StartFolder() {
+// The person's documents folder, else home: where the file dialogs open
+// before any configuration file was saved or loaded.
+QString DocumentsFolder() {
     const QString docs = QStandardPaths::writableLocation(QStandardPaths::DocumentsLocation);
     if (!docs.isEmpty() && QDir(docs).exists()) return docs;
     return QDir::homePath();
@@ -46,7 +47,10 @@ bool TMainForm::SaveSettings(const QString& fileName) {
                                     .arg(shown)) != Desktop::Answer::Yes)
         return false;
     std::string error;
-    if (ConfigFile::WriteAtomically(path, settings.FileText(), &error)) return true;
+    if (ConfigFile::WriteAtomically(path, settings.FileText(), &error)) {
+        lastFileFolder = QFileInfo(shown).absolutePath();
+        return true;
+    }
     Desktop::Tell(this, QString("The settings could not be saved to \"%1\": %2.\n\nThe file "
                                 "was not changed.")
                             .arg(shown, QString::fromLocal8Bit(error.c_str())));
@@ -70,7 +74,12 @@ bool TMainForm::LoadSettings(const QString& fileName) {
     }
     for (SettingsPage* page : pages)
         page->UpdateControls();
+    lastFileFolder = QFileInfo(fileName).absolutePath();
     return true;
+}
+
+QString TMainForm::StartFolder() const {
+    return lastFileFolder.isEmpty() ? DocumentsFolder() : lastFileFolder;
 }
 
 void TMainForm::ShowDifferences(TCompareForm& form) {

@@ -3,10 +3,15 @@
 // focus kept where a person expects it around an operation.
 #include "TMainForm.h"
 
+#include "AccessKeys.h"
+#include "SettingsGroup.h"
+
 #include <QAction>
 #include <QApplication>
+#include <QLabel>
 #include <QMenuBar>
 #include <QPushButton>
+#include <QRegularExpression>
 #include <QShortcut>
 #include <QTabBar>
 #include <QTabWidget>
@@ -77,4 +82,30 @@ void TMainForm::SetButtonsEnabled(bool enabled) {
     focusBeforeBusy = nullptr;
     if (back != nullptr && back->isVisible() && back->isEnabled() && isActiveWindow())
         back->setFocus(Qt::OtherFocusReason);
+}
+
+QWidget* TMainForm::FieldOf(const QWidget* page, const Failure& failure) {
+    // The field a refusal names: "The field \"Max interval\" must ...", else the
+    // headline's words after "Invalid" ("Invalid PIN code").
+    QStringList names;
+    for (const std::string& line : failure.description) {
+        const QString text = QString::fromLatin1(line.c_str());
+        const int open = int(text.indexOf(QChar('"')));
+        const int close = open >= 0 ? int(text.indexOf(QChar('"'), open + 1)) : -1;
+        if (close > open + 1) names << text.mid(open + 1, close - open - 1);
+    }
+    QString headline = QString::fromLatin1(failure.headline.c_str());
+    if (headline.startsWith(QStringLiteral("Invalid "))) names << headline.mid(8);
+    for (const QString& name : names)
+        for (QLabel* label : page->findChildren<QLabel*>()) {
+            QWidget* field = label->buddy();
+            if (field == nullptr || !field->isEnabled()) continue;
+            QString caption = AccessKeys::Plain(label->text());
+            caption.remove(QRegularExpression(QStringLiteral("\\s*(\\(.*\\))?:\\s*$")));
+            if (caption.isEmpty()) continue;
+            if (caption.compare(name, Qt::CaseInsensitive) == 0 ||
+                name.endsWith(caption, Qt::CaseInsensitive))
+                return field;
+        }
+    return nullptr;
 }
