@@ -38,16 +38,6 @@ QStringList TabTitles(const TMainForm& form) {
     return titles;
 }
 
-// The General page as a person reads it.
-QString GeneralShows(const TMainForm& f) {
-    QStringList shown;
-    for (const QLabel* label : {f.generalPage->prodID, f.generalPage->hwVer, f.generalPage->swVer,
-                                f.generalPage->artNum, f.generalPage->btAddr})
-        shown << label->text() + (label->isEnabled() ? "" : " (greyed)");
-    return (shown << f.generalPage->genDeviceName->text() << f.generalPage->genServName->text())
-        .join(" | ");
-}
-
 double CpuSeconds() {
     timespec t{};
     clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &t);

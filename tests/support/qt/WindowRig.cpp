@@ -118,6 +118,15 @@ QStringList WindowRig::Received() const {
     return frames;
 }
 
+QString GeneralShows(const TMainForm& f) {
+    QStringList shown;
+    for (const QLabel* label : {f.generalPage->prodID, f.generalPage->hwVer, f.generalPage->swVer,
+                                f.generalPage->artNum, f.generalPage->btAddr})
+        shown << label->text() + (label->isEnabled() ? "" : " (greyed)");
+    return (shown << f.generalPage->genDeviceName->text() << f.generalPage->genServName->text())
+        .join(" | ");
+}
+
 QString TempFile(const QByteArray& text) {
     static QTemporaryDir dir;
     static int files = 0;

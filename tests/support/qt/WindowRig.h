@@ -68,6 +68,11 @@ class WindowRig {
     QTimer errorWatch;
 };
 
+// The General page as a person reads it: "NVM-220 | 2007.01.13-01 | 3.02 |
+// NVM220-302-A1 | 02 4e 56 4d 00 03 | name | service name", "(greyed)" after
+// a disabled value.
+QString GeneralShows(const TMainForm& f);
+
 // A new file holding `text`, in a folder that lasts as long as the program.
 QString TempFile(const QByteArray& text);
 // Options giving the virtual module a file of its own, written with `text`:
