@@ -9,8 +9,8 @@
 #include "mSerial.h"
 
 #include <QLabel>
-#include <QPlainTextEdit>
 #include <QMessageBox>
+#include <QPlainTextEdit>
 #include <QPushButton>
 #include <QRandomGenerator>
 #include <QTemporaryDir>
