@@ -102,6 +102,28 @@ class AdvancedPagesTest : public QObject {
         }
     }
 
+    // Delete, as the window system delivers it, carries the text "\x7f": the
+    // filters take it for a character and swallow it, so Delete does nothing
+    // in these edits. A known fault of the product, kept here until it is mended.
+    void deleteKeyDeletes() {
+        PowerSavePage psPage;
+        PsSettings ps;
+        PsSetHandler psHandler(ps, &psPage);
+        ScanPowerPage sopPage;
+        SopSettings sop;
+        SopSetHandler sopHandler(sop, &sopPage);
+        OtherPage otherPage;
+        OtherSettings other;
+        OtherSetHandler otherHandler(other, &otherPage);
+        for (QLineEdit* edit : {psPage.sniffMinInt, sopPage.maxTxPower, otherPage.textQoSLatency}) {
+            edit->setEnabled(true);
+            edit->setText("12");
+            Keys(edit, "\u21e4\x7f"); // Home, Delete
+            QEXPECT_FAIL("", "the key filters swallow Delete", Continue);
+            QCOMPARE(edit->objectName() + ": " + edit->text(), edit->objectName() + ": 2");
+        }
+    }
+
     // A read's values: a scan switched off greys its edits and shows them
     // empty; the power edits always take input. A person's clicks and typing
     // reach the group (switching a scan on shows the values held, switching it

@@ -2,6 +2,7 @@
 // a virtual module: what they list and show, the frames they send, and how each
 // button and the close box end, restart or step back.
 #include "Communicator.h"
+#include "DeviceSearch.h"
 #include "InquiryHandler.h"
 #include "PairForms.h"
 #include "PairHandler.h"
@@ -107,6 +108,13 @@ template <typename Form> void Outcome(Person& p, Form* f, const QString& shown, 
 class SearchDialogTest : public QObject {
     Q_OBJECT
   private slots:
+    // The class filter of the (hidden) device filter's items: the major class
+    // in byte 1, but in byte 2 for the access points.
+    void classFilter() {
+        QCOMPARE(DeviceSearch::ClassFilter(1), (std::array<uint8_t, 4>{0, 1, 0, 0}));
+        QCOMPARE(DeviceSearch::ClassFilter(3), (std::array<uint8_t, 4>{0, 0, 3, 0}));
+    }
+
     // The search lists what the module finds, offers OK for a selected row only
     // and returns that row's address; OK cancels the search even after it ended.
     void listsDevicesAndReturnsTheChosenOne() {
