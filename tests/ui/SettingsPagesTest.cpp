@@ -268,10 +268,11 @@ class SettingsPagesTest : public QObject {
         QTest::addColumn<QString>("shows");
         QTest::addColumn<QStringList>("frames");
         const QString off = "d9 03 00 00 00";
-        QTest::newRow("parity, stop bits and flow")
-            << kDistinct << QStringList{"ParityBox=Odd", "stopBitsBox=1", "flowBox=Off"}
-            << "User defined | Odd | 7 | 1 | Off | ticked | 4103 | 1001708.98"
-            << QStringList{"15 05 07 00 01 07 01", kDistinctFrames[1]};
+        QTest::newRow("parity, data bits, stop bits and flow")
+            << kDistinct
+            << QStringList{"ParityBox=Odd", "dataBitsBox=8", "stopBitsBox=1", "flowBox=Off"}
+            << "User defined | Odd | 8 | 1 | Off | ticked | 4103 | 1001708.98"
+            << QStringList{"15 05 07 00 01 08 01", kDistinctFrames[1]};
         QTest::newRow("untick") << kDistinct << QStringList{"udbEnabled"}
                                 << "115200 | Even | 7 | 2 | On | unticked | 4103 | 1001708.98 "
                                    "(greyed)"
