@@ -1,9 +1,16 @@
 #include "KeyFilter.h"
 
+#include <QAction>
 #include <QApplication>
+#include <QClipboard>
+#include <QContextMenuEvent>
+#include <QDropEvent>
+#include <QGuiApplication>
 #include <QKeyEvent>
 #include <QLineEdit>
-#include <QValidator>
+#include <QMenu>
+#include <QMimeData>
+#include <QMouseEvent>
 
 namespace {
 
@@ -25,22 +32,57 @@ int Limit(const QLineEdit* edit, const KeyRule& rule) {
     return rule.maxLength > 0 ? rule.maxLength : edit->maxLength();
 }
 
-// Typed characters: refused ones are swallowed, and one refused because the
-// edit is full also beeps.
-class TypedKeys : public QObject {
+// The key filter: typed characters are judged one by one, refused ones are
+// swallowed, and one refused because the edit is full also beeps. Pasted
+// (Ctrl+V, Shift+Insert, the context menu, the middle button) and dropped text
+// goes in with only the characters the edit takes, as many as fit. Text the
+// program sets is never filtered: a value read from a module shows whole.
+class Filter : public QObject {
   public:
-    TypedKeys(QLineEdit* edit, const KeyRule& rule) : QObject(edit), edit(edit), rule(rule) {}
+    Filter(QLineEdit* edit, const KeyRule& rule) : QObject(edit), edit(edit), rule(rule) {}
 
     bool eventFilter(QObject* watched, QEvent* event) override {
-        if (watched != edit || event->type() != QEvent::KeyPress) return false;
-        const auto* key = static_cast<const QKeyEvent*>(event);
+        if (watched != edit) return false;
+        switch (event->type()) {
+        case QEvent::KeyPress:
+            return Typed(static_cast<const QKeyEvent*>(event));
+        case QEvent::ContextMenu:
+            return Menu(static_cast<const QContextMenuEvent*>(event));
+        case QEvent::Drop: {
+            auto* drop = static_cast<QDropEvent*>(event);
+            if (edit->isReadOnly() || !drop->mimeData()->hasText()) return false;
+            edit->setCursorPosition(edit->cursorPositionAt(drop->position().toPoint()));
+            Insert(drop->mimeData()->text());
+            drop->acceptProposedAction();
+            return true;
+        }
+        case QEvent::MouseButtonRelease: {
+            auto* click = static_cast<const QMouseEvent*>(event);
+            if (click->button() != Qt::MiddleButton ||
+                !QGuiApplication::clipboard()->supportsSelection())
+                return false;
+            edit->setCursorPosition(edit->cursorPositionAt(click->position().toPoint()));
+            Insert(QGuiApplication::clipboard()->text(QClipboard::Selection));
+            return true;
+        }
+        default:
+            return false;
+        }
+    }
+
+  private:
+    bool Typed(const QKeyEvent* key) {
+        if (key->matches(QKeySequence::Paste)) {
+            Insert(QGuiApplication::clipboard()->text());
+            return true;
+        }
         // Delete gives "\x7f", Tab "\t", Backspace "\b", a shortcut nothing: none
         // of them is a typed character, and all are the edit's own.
         if (key->text().size() != 1 || !key->text().at(0).isPrint() ||
             (key->modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier)))
             return false;
         const QChar c = key->text().at(0);
-        bool allowed = Allowed(rule.chars, c);
+        const bool allowed = Allowed(rule.chars, c);
         if (allowed && c == QChar('-') && rule.minusFirstOnly && !edit->text().isEmpty())
             return true;
         int length = int(edit->text().size());
@@ -52,44 +94,36 @@ class TypedKeys : public QObject {
         return !allowed;
     }
 
-  private:
-    QLineEdit* edit;
-    KeyRule rule;
-};
+    // The edit's own menu, its Paste going through the filter.
+    bool Menu(const QContextMenuEvent* event) {
+        QMenu* menu = edit->createStandardContextMenu();
+        if (QAction* paste = menu->findChild<QAction*>(QStringLiteral("edit-paste"))) {
+            paste->disconnect();
+            connect(paste, &QAction::triggered, this,
+                    [this] { Insert(QGuiApplication::clipboard()->text()); });
+        }
+        menu->exec(event->globalPos());
+        delete menu;
+        return true;
+    }
 
-// Pasted or dropped text: what it inserts keeps only the allowed characters,
-// as many as the limit leaves room for. Removing characters is always taken,
-// so a longer text read from a module can still be shortened.
-class InsertedText : public QValidator {
-  public:
-    InsertedText(QLineEdit* edit, const KeyRule& rule) : QValidator(edit), edit(edit), rule(rule) {}
-
-    State validate(QString& input, int& pos) const override {
-        const QString before = edit->text();
-        int head = 0;
-        while (head < before.size() && head < input.size() && before[head] == input[head])
-            ++head;
-        int tail = 0;
-        while (tail < before.size() - head && tail < input.size() - head &&
-               before[before.size() - 1 - tail] == input[input.size() - 1 - tail])
-            ++tail;
-        const QString inserted = input.mid(head, input.size() - head - tail);
-        int room = Limit(edit, rule) - (head + tail);
+    // Puts `text` where the cursor or the selection is, keeping only the
+    // characters the edit takes and as many as its length leaves room for.
+    void Insert(const QString& text) {
+        if (edit->isReadOnly()) return;
+        const int at = edit->hasSelectedText() ? edit->selectionStart() : edit->cursorPosition();
+        int room = Limit(edit, rule) - int(edit->text().size() - edit->selectedText().size());
         QString taken;
-        for (const QChar c : inserted) {
+        for (const QChar c : text) {
             if (room <= 0) break;
             if (!Allowed(rule.chars, c)) continue;
-            if (c == QChar('-') && rule.minusFirstOnly && head + taken.size() != 0) continue;
+            if (c == QChar('-') && rule.minusFirstOnly && at + taken.size() != 0) continue;
             taken += c;
             --room;
         }
-        if (taken == inserted) return Acceptable;
-        input = input.left(head) + taken + input.right(tail);
-        pos = int(head + taken.size());
-        return Acceptable;
+        edit->insert(taken);
     }
 
-  private:
     QLineEdit* edit;
     KeyRule rule;
 };
@@ -97,6 +131,5 @@ class InsertedText : public QValidator {
 } // namespace
 
 void KeyFilter::Install(QLineEdit* edit, const KeyRule& rule) {
-    edit->installEventFilter(new TypedKeys(edit, rule));
-    edit->setValidator(new InsertedText(edit, rule));
+    edit->installEventFilter(new Filter(edit, rule));
 }

@@ -10,11 +10,15 @@
 #include "PsSetHandler.h"
 #include "ScanPowerPage.h"
 #include "ScoSetHandler.h"
+#include "SerSetHandler.h"
+#include "SerialPage.h"
 #include "SopSetHandler.h"
 #include "WindowRig.h"
 
 #include <QCheckBox>
+#include <QClipboard>
 #include <QGroupBox>
+#include <QHBoxLayout>
 #include <QLabel>
 #include <QLineEdit>
 #include <QTest>
@@ -102,25 +106,78 @@ class AdvancedPagesTest : public QObject {
         }
     }
 
-    // Delete, as the window system delivers it, carries the text "\x7f": the
-    // filters take it for a character and swallow it, so Delete does nothing
-    // in these edits. A known fault of the product, kept here until it is mended.
-    void deleteKeyDeletes() {
-        PowerSavePage psPage;
+    // Every filtered edit of the window with the characters it takes and how
+    // many: keys that type nothing reach the edit as the window system sends
+    // them (Delete "\x7f", Backspace "\b", Tab and Shift+Tab "\t"), a refused
+    // character changes nothing, and a pasted text over a selection keeps only
+    // the characters the edit takes, up to its length.
+    void everyFilteredEdit() {
+        QWidget window;
+        auto* layout = new QHBoxLayout(&window);
+        auto* psPage = new PowerSavePage;
+        auto* sopPage = new ScanPowerPage;
+        auto* otherPage = new OtherPage;
+        auto* serialPage = new SerialPage;
+        for (QWidget* page :
+             std::initializer_list<QWidget*>{psPage, sopPage, otherPage, serialPage})
+            layout->addWidget(page);
         PsSettings ps;
-        PsSetHandler psHandler(ps, &psPage);
-        ScanPowerPage sopPage;
+        ps.sniffEnabled = ps.parkEnabled = 1;
+        PsSetHandler psHandler(ps, psPage);
         SopSettings sop;
-        SopSetHandler sopHandler(sop, &sopPage);
-        OtherPage otherPage;
+        sop.inquiryScanEnabled = sop.pageScanEnabled = 1;
+        SopSetHandler sopHandler(sop, sopPage);
         OtherSettings other;
-        OtherSetHandler otherHandler(other, &otherPage);
-        for (QLineEdit* edit : {psPage.sniffMinInt, sopPage.maxTxPower, otherPage.textQoSLatency}) {
-            edit->setEnabled(true);
-            edit->setText("12");
-            Keys(edit, "\u21e4\x7f"); // Home, Delete
-            QEXPECT_FAIL("", "the key filters swallow Delete", Continue);
-            QCOMPARE(edit->objectName() + ": " + edit->text(), edit->objectName() + ": 2");
+        other.qosSupported = other.manualClassOfDevice = 1;
+        OtherSetHandler otherHandler(other, otherPage);
+        SerSettings serial;
+        serial.userDefinedSupported = 1;
+        SerSetHandler serialHandler(serial, serialPage);
+        serialHandler.AdvancedSwitched(true);
+        for (SettingsPage* h :
+             std::initializer_list<SettingsPage*>{&psHandler, &sopHandler, &otherHandler})
+            h->UpdateControls();
+        window.show();
+        QApplication::setActiveWindow(&window);
+        QVERIFY(QTest::qWaitForWindowActive(&window));
+
+        const QString digits = "0123456789", signed_ = digits + "-", hex = digits + "abcdefABCDEF";
+        const struct {
+            QLineEdit* edit;
+            QString takes;
+            int length;
+        } rows[] = {
+            {psPage->sniffMaxInt, signed_, 5},      {psPage->sniffMinInt, signed_, 5},
+            {psPage->sniffAttempt, signed_, 5},     {psPage->sniffTimeout, signed_, 5},
+            {psPage->parkBeaMax, signed_, 5},       {psPage->parkBeaMin, signed_, 5},
+            {sopPage->inqScanInt, signed_, 4},      {sopPage->inqScanWind, signed_, 4},
+            {sopPage->pageScanInt, signed_, 4},     {sopPage->pageScanWind, signed_, 4},
+            {sopPage->maxTxPower, signed_, 3},      {sopPage->defaultTxPowerText, signed_, 3},
+            {otherPage->textQoSLatency, digits, 7}, {otherPage->codValueBox, hex, 8},
+            {serialPage->baudvalue, digits, 4},
+        };
+        const QString pasted = QStringLiteral("-98765\u20ac43210aBcx");
+        for (const auto& row : rows) {
+            QLineEdit* edit = row.edit;
+            const QString full = QString("1234567890").left(row.length);
+            edit->setText(full);
+            edit->setFocus();
+            Keys(edit, "\u21e4\x7f\u21e5\b"); // Home, Delete, End, Backspace
+            QCOMPARE(edit->objectName() + ": " + edit->text(),
+                     edit->objectName() + ": " + full.mid(1).chopped(1));
+            Keys(edit, "x");
+            QCOMPARE(edit->text(), full.mid(1).chopped(1));
+            Keys(edit, "\t");
+            QVERIFY2(QApplication::focusWidget() != edit, qPrintable(edit->objectName()));
+            Keys(edit, "\u21b9");
+            QVERIFY2(QApplication::focusWidget() == edit, qPrintable(edit->objectName()));
+            QGuiApplication::clipboard()->setText(pasted);
+            edit->selectAll();
+            QTest::keyClick(edit, Qt::Key_V, Qt::ControlModifier);
+            QString held;
+            for (const QChar c : pasted)
+                if (row.takes.contains(c) && held.size() < row.length) held += c;
+            QCOMPARE(edit->objectName() + ": " + edit->text(), edit->objectName() + ": " + held);
         }
     }
 

@@ -248,8 +248,14 @@ void Keys(QWidget* widget, const QString& keys) {
         case 0x21e5:
             key = Qt::Key_End, text.clear();
             break;
+        case 0x21b9:
+            key = Qt::Key_Backtab, text = "\t";
+            break;
         }
-        QTest::sendKeyEvent(QTest::Click, widget, key, text, Qt::NoModifier);
+        // Keys go where the focus is once a Tab has moved it.
+        QWidget* target = key == Qt::Key_Backtab ? QApplication::focusWidget() : widget;
+        QTest::sendKeyEvent(QTest::Click, target ? target : widget, key, text,
+                            key == Qt::Key_Backtab ? Qt::ShiftModifier : Qt::NoModifier);
     }
 }
 

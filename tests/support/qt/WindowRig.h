@@ -117,7 +117,8 @@ void ClickEmptySpace(QTreeWidget* list);
 // A person's keys, each pressed and released with the text the window system
 // gives it: a character its own, '\b' Backspace, '\x7f' Delete, '\t' Tab, '\r'
 // Return; the arrows and Home and End, which carry no text, are written
-// "\u2190" (Left), "\u2192" (Right), "\u21e4" (Home) and "\u21e5" (End).
+// "\u2190" (Left), "\u2192" (Right), "\u21e4" (Home) and "\u21e5" (End); "\u21b9"
+// is Shift+Tab, sent to the widget that has the focus.
 void Keys(QWidget* widget, const QString& keys);
 // Replaces what an edit holds as a person does: selects it all, presses
 // Backspace, and types `keys`.
