@@ -80,7 +80,7 @@ void TMainForm::SetButtonsEnabled(bool enabled) {
     QWidget* back = focusAfterBusy ? focusAfterBusy.data() : focusBeforeBusy.data();
     focusAfterBusy = nullptr;
     focusBeforeBusy = nullptr;
-    if (back != nullptr && back->isVisible() && back->isEnabled() && isActiveWindow())
+    if (back != nullptr && back->isVisible() && back->isEnabled())
         back->setFocus(Qt::OtherFocusReason);
 }
 
