@@ -1,22 +1,33 @@
 #!/usr/bin/env bash
-# check-install.sh BUILD STAGE BINDIR DATADIR MANDIR with-qt|without-qt
+# check-install.sh BUILD STAGE BINDIR DATADIR MANDIR DOCDIR with-qt|without-qt
 # Runs `cmake --install BUILD --prefix STAGE`, then checks every file the
 # install rules promise is there and that the installed programs run.
+# With a Debian package for BUILD (a .deb file), unpacks it into STAGE instead
+# (the folders are then usr/bin, usr/share, ...) and also checks that it holds
+# nothing else.
 set -uo pipefail
-build=$1 stage=$2 bindir=$3 datadir=$4 mandir=$5 qt=$6
+build=$1 stage=$2 bindir=$3 datadir=$4 mandir=$5 docdir=$6 qt=$7
 failures=0
 fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
 
 rm -rf "$stage"
-if ! cmake --install "$build" --prefix "$stage" >"$stage.log" 2>&1; then
+mkdir -p "$(dirname "$stage")"
+if [[ "$build" == *.deb ]]; then
+    if ! dpkg-deb -x "$build" "$stage" >"$stage.log" 2>&1; then
+        cat "$stage.log"
+        echo "FAIL: dpkg-deb -x $build"
+        exit 1
+    fi
+elif ! cmake --install "$build" --prefix "$stage" >"$stage.log" 2>&1; then
     cat "$stage.log"
     echo "FAIL: cmake --install"
     exit 1
 fi
 
-expect=("$bindir/btconf-cli" "$bindir/nvmsim" "$mandir/man1/btconf-cli.1" "$mandir/man1/nvmsim.1")
+expect=("$bindir/btconf-cli" "$bindir/nvmsim" "$mandir/man1/btconf-cli.1.gz"
+        "$mandir/man1/nvmsim.1.gz" "$docdir/copyright" "$docdir/changelog.gz")
 if [ "$qt" = with-qt ]; then
-    expect+=("$bindir/btconf" "$mandir/man1/btconf.1" "$datadir/btconf/BTCONF.HLP"
+    expect+=("$bindir/btconf" "$mandir/man1/btconf.1.gz" "$datadir/btconf/BTCONF.HLP"
              "$datadir/applications/com.example.norvane.btconf.desktop"
              "$datadir/metainfo/com.example.norvane.btconf.metainfo.xml"
              "$datadir/icons/hicolor/scalable/apps/btconf.svg"
@@ -25,6 +36,11 @@ fi
 for f in "${expect[@]}"; do
     [ -s "$stage/$f" ] || fail "missing or empty: $f"
 done
+if [[ "$build" == *.deb ]]; then
+    extra=$(cd "$stage" && find . -type f -o -type l | sed 's|^\./||' | sort |
+            comm -23 - <(printf '%s\n' "${expect[@]}" | sort))
+    [ -z "$extra" ] || fail "the package holds more than the install rules promise: $extra"
+fi
 for p in btconf-cli nvmsim btconf; do
     [ -e "$stage/$bindir/$p" ] || continue
     [ -x "$stage/$bindir/$p" ] || fail "not executable: $bindir/$p"
@@ -80,9 +96,35 @@ if [ "$qt" = with-qt ] && command -v appstreamcli >/dev/null; then
         fail "appstreamcli validate: $out"
 fi
 
+# The compressed files are made by gzip -9n: no file name (flag 0x08) and no
+# time in the header, the best compression (extra flags 2), so that every
+# build makes the same bytes.
+for f in "$stage/$mandir"/man1/*.gz "$stage/$docdir/changelog.gz"; do
+    [ -f "$f" ] || continue
+    header=$(od -An -tu1 -N9 "$f" | tr -s ' ' | sed 's/^ //')
+    read -r id1 id2 method flags t1 t2 t3 t4 xfl <<<"$header"
+    [ "$id1 $id2 $method" = "31 139 8" ] || fail "not gzip: $f"
+    [ $((flags & 8)) -eq 0 ] || fail "gzip header names the file: $f"
+    [ "$t1$t2$t3$t4" = 0000 ] || fail "gzip header holds a time: $f"
+    [ "$xfl" = 2 ] || fail "not compressed with -9: $f"
+done
+
+# The copyright file is in Debian's machine-readable format; the change log
+# is one Debian can read, and its newest entry is the version of the programs.
+head -n 1 "$stage/$docdir/copyright" 2>/dev/null |
+    grep -qx 'Format: https://www.debian.org/doc/packaging-manuals/copyright-format/1.0/' ||
+    fail "copyright: not Debian's copyright format 1.0"
+if command -v dpkg-parsechangelog >/dev/null && [ -s "$stage/$docdir/changelog.gz" ]; then
+    gzip -dc "$stage/$docdir/changelog.gz" >"$stage.changelog"
+    version=$(dpkg-parsechangelog -l "$stage.changelog" -S Version 2>&1) ||
+        fail "changelog: dpkg-parsechangelog: $version"
+    gzip -dc "$stage/$mandir/man1/btconf-cli.1.gz" 2>/dev/null | grep -qF "\"btconf $version\"" ||
+        fail "changelog: newest entry $version is not the version of the manual pages"
+fi
+
 # Man pages format without errors.
 if command -v man >/dev/null; then
-    for page in "$stage/$mandir"/man1/*.1; do
+    for page in "$stage/$mandir"/man1/*.1.gz; do
         LC_ALL=C.UTF-8 man -l "$page" >/dev/null 2>"$stage/man.err" || fail "man $page: $(cat "$stage/man.err")"
     done
 fi
@@ -92,4 +134,4 @@ if [ $failures -ne 0 ]; then
     exit 1
 fi
 echo "installed into $stage: all present and running"
-find "$stage" -type f -path "$stage/bin/*" -o -type f -path "$stage/share/*" | sort
+(cd "$stage" && find . -type f ! -name nvmsim.out ! -name module.bcf ! -name read.out ! -name '*.err' | sed 's|^\./||' | sort)
