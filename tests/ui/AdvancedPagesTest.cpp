@@ -1,6 +1,9 @@
 // The key filters of the edits of the advanced pages and the Serial port page,
 // on the pages on their own: the keys a person types, the keys that type
 // nothing as the window system sends them, and pasted text.
+#include "ConSetHandler.h"
+#include "ConnectingPage.h"
+#include "ModuleSettings.h"
 #include "OtherPage.h"
 #include "OtherSetHandler.h"
 #include "PowerSavePage.h"
@@ -24,28 +27,32 @@ class AdvancedPagesTest : public QObject {
     ScanPowerPage* sopPage = new ScanPowerPage;
     OtherPage* otherPage = new OtherPage;
     SerialPage* serialPage = new SerialPage;
+    ConnectingPage* conPage = new ConnectingPage;
     PsSettings ps;
     SopSettings sop;
     OtherSettings other;
     SerSettings serial;
+    ModuleSettings module;
     PsSetHandler psHandler{ps, psPage};
     SopSetHandler sopHandler{sop, sopPage};
     OtherSetHandler otherHandler{other, otherPage};
     SerSetHandler serialHandler{serial, serialPage};
+    ConSetHandler conHandler{module, conPage, &window};
 
   private slots:
     void initTestCase() {
         auto* layout = new QHBoxLayout(&window);
         for (QWidget* page :
-             std::initializer_list<QWidget*>{psPage, sopPage, otherPage, serialPage})
+             std::initializer_list<QWidget*>{psPage, sopPage, otherPage, serialPage, conPage})
             layout->addWidget(page);
         ps.sniffEnabled = ps.parkEnabled = 1;
         sop.inquiryScanEnabled = sop.pageScanEnabled = 1;
         other.qosSupported = other.manualClassOfDevice = 1;
         serial.userDefinedSupported = 1;
         serialHandler.AdvancedSwitched(true);
-        for (SettingsPage* h :
-             std::initializer_list<SettingsPage*>{&psHandler, &sopHandler, &otherHandler})
+        module.connecting.connectingMode = module.connecting.securityMode = 1;
+        for (SettingsPage* h : std::initializer_list<SettingsPage*>{&psHandler, &sopHandler,
+                                                                    &otherHandler, &conHandler})
             h->UpdateControls();
         window.show();
         QApplication::setActiveWindow(&window);
@@ -55,7 +62,8 @@ class AdvancedPagesTest : public QObject {
     // Digits and '-' only, five characters at most in a power save edit; the
     // scan edits four characters, the power edits three with '-' only first;
     // the latency edit seven digits; the class of device edit hexadecimal; the
-    // user-defined speed value four digits. Backspace and the keys that type
+    // user-defined speed value four digits; an address edit two hexadecimal
+    // digits, shown in upper case. Backspace and the keys that type
     // nothing (Left) are the edit's own, and a text the program put in is not
     // cut.
     void keyFilters() {
@@ -73,6 +81,9 @@ class AdvancedPagesTest : public QObject {
             {otherPage->textQoSLatency, "", "1a2-3 4", "1234"},
             {otherPage->codValueBox, "", "g2x0 041c-fF7", "20041cfF"},
             {serialPage->baudvalue, "", "1a2-3 .+x,45", "1234"},
+            {conHandler.ca[3], "", "a", "A"},
+            {conHandler.ca[3], "", "g1b3", "1B"},
+            {conHandler.ca[3], "", "1\u2190b", "B1"},
         };
         for (const auto& row : typed) {
             row.edit->setText(row.before);
@@ -84,11 +95,11 @@ class AdvancedPagesTest : public QObject {
         }
     }
 
-    // Every filtered edit of the window with the characters it takes and how
-    // many: keys that type nothing reach the edit as the window system sends
-    // them (Delete "\x7f", Backspace "\b", Tab and Shift+Tab "\t"), a refused
-    // character changes nothing, and a pasted text over a selection keeps only
-    // the characters the edit takes, up to its length.
+    // Every filtered edit of these pages but the address edits, with the
+    // characters it takes and how many: keys that type nothing reach the edit
+    // as the window system sends them (Delete "\x7f", Backspace "\b", Tab and
+    // Shift+Tab "\t"), a refused character changes nothing, and a pasted text
+    // over a selection keeps only the characters the edit takes, up to its length.
     void everyFilteredEdit() {
         const QString digits = "0123456789", signed_ = digits + "-", hex = digits + "abcdefABCDEF";
         const struct {

@@ -18,9 +18,6 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-// Characters that have no business in a help text (what binary junk leaves).
-const QRegularExpression kControl("[\\x00-\\x09\\x0b-\\x1f\\x7f-\\x9f]");
-
 class DialogsTest : public QObject {
     Q_OBJECT
     QList<int> helpShown;
@@ -137,29 +134,6 @@ class DialogsTest : public QObject {
                  "COM2 is " + link + " -> " + pts + "\n(virtual line)");
         PortTable::Set({});
         close(master);
-
-        // What an entry says of its device: product, maker, USB, there, pseudo-terminal.
-        using Row = std::tuple<QString, QString, bool, bool, bool, QString>;
-        for (const auto& [product, maker, usb, exists, pty, text] :
-             QList<Row>{{"FT232R USB UART", "FTDI", true, true, false,
-                         "(USB adapter: FT232R USB UART, FTDI)"},
-                        {"", "Prolific", true, true, false, "(USB adapter: Prolific)"},
-                        {"", "", false, true, false, "(serial port)"},
-                        {"FT232R USB UART", "FTDI", true, false, false, "(no device)"}})
-            QCOMPARE(TSerChooseForm::DeviceText("/dev/x", product, maker, usb, exists, pty), text);
-    }
-
-    // A port the person may not use: the open error says what to do.
-    void openErrorOnPermission() {
-        TComOpenError dialog;
-        dialog.ShowReason(3, "/dev/ttyUSB0", "Permission denied", true);
-        QStringList lines;
-        for (QLabel* label : dialog.findChildren<QLabel*>())
-            if (!label->text().isEmpty() && !label->isHidden()) lines << label->text();
-        QCOMPARE(lines.mid(4), QStringList({"COM3 is /dev/ttyUSB0: Permission denied.",
-                                            "Your user may not use serial devices. Add it to the "
-                                            "group \"dialout\"\n(sudo usermod -a -G dialout "
-                                            "$USER), then log out and in again."}));
     }
 
     // Without a seam the questions are real warning boxes, and the button pressed
@@ -186,8 +160,7 @@ class DialogsTest : public QObject {
 
     // The shipped help file has a topic of its own worth reading (some with a
     // word only their subject brings up) for every context the program opens;
-    // the viewer shows it and follows links. Topics before binary junk are kept,
-    // and a damaged topic line hides its text.
+    // the viewer shows it and follows links.
     void helpFiles() {
         HelpFile shipped;
         QVERIFY(shipped.Load(HelpFile::DefaultPath()));
@@ -206,10 +179,12 @@ class DialogsTest : public QObject {
             QVERIFY2(topic != nullptr, qPrintable(QString("topic %1 missing").arg(context)));
             const int count =
                 topic->text.split(QRegularExpression("\\s+"), Qt::SkipEmptyParts).size();
-            QVERIFY2(!topic->title.startsWith("Topic ") && count >= 30 &&
-                         !(topic->title + topic->text).contains(kControl) &&
-                         topic->text.contains(words.value(context)),
-                     qPrintable(QString("topic %1: %2 words").arg(context).arg(count)));
+            QVERIFY2(
+                !topic->title.startsWith("Topic ") && count >= 30 &&
+                    !(topic->title + topic->text)
+                         .contains(QRegularExpression("[\\x00-\\x09\\x0b-\\x1f\\x7f-\\x9f]")) &&
+                    topic->text.contains(words.value(context)),
+                qPrintable(QString("topic %1: %2 words").arg(context).arg(count)));
             texts.insert(topic->text);
         }
         QCOMPARE(texts.size(), used.size()); // not one text under many numbers
@@ -221,16 +196,6 @@ class DialogsTest : public QObject {
                     viewer.browser->toHtml().contains(QString("topic:%1\"").arg(context)));
         emit viewer.browser->anchorClicked(QUrl("topic:22"));
         QVERIFY(viewer.browser->toPlainText().startsWith(shipped.Topic(22)->title));
-
-        HelpFile damaged;
-        static const char kDamaged[] = "@topic 22 Name\r\nThe name.\r\n@topic 23 Service\n"
-                                       "\x00\xff\xfe\x01\x1b[2J\x80\nstill text\n"
-                                       "@topic x4 Broken\nlost\n";
-        damaged.Load(TempFile(QByteArray(kDamaged, sizeof kDamaged - 1)));
-        QCOMPARE(damaged.Contexts(), QList<int>({22, 23}));
-        QCOMPARE(damaged.Topic(22)->text, QString("The name."));
-        QVERIFY(damaged.Topic(23)->text.endsWith("still text"));
-        QVERIFY(!damaged.Topic(23)->text.contains(kControl));
     }
 };
 

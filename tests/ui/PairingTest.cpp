@@ -121,16 +121,54 @@ class SearchDialogTest : public QObject {
         QCOMPARE(DeviceSearch::ClassFilter(3), (std::array<uint8_t, 4>{0, 0, 3, 0}));
     }
 
-    // Find device on the Connecting page: the search lists what the module
-    // finds, offers OK for a selected row only, and the chosen address goes
-    // into the page's address edits (a change, which write-all sends); OK
-    // cancels the search even after it ended.
-    void chosenDeviceFillsTheAddress() {
-        QVERIFY(Plug(*rig, "device_mode 1\nsecurity 0 0 0\n", {"--search-time", "600"}));
+    // Find device on the Connecting page. Cancel search keeps what was found, to
+    // be chosen; Search again starts afresh; the close box ends the dialog, the
+    // page's address kept. Then the search lists what the module finds, offers
+    // OK for a selected row only, and the chosen address goes into the page's
+    // address edits (a change, which write-all sends); OK cancels the search
+    // even after it ended.
+    void findDevice() {
+        QVERIFY(Plug(*rig, "device_mode 1\nsecurity 0 0 0\nconnect_address 0a 1b 2c 3d 4e 5f\n",
+                     {"--search-time", "1200"}));
         TMainForm& form = *rig->form;
         ConSetHandler& page = *form.conSetHandler;
         TinqForm* f = page.inquiry->inqForm;
         QTreeWidget* list = f->DeviceList;
+        const auto find = [&] {
+            page.conFindDeviceButton->click();
+            return 0;
+        };
+        Person stops;
+        stops.Then(
+            "a first device", [&] { return list->topLevelItemCount() == 1; },
+            [&] { Click(f->buttonStopSearch); });
+        stops.Then(
+            "search canceled", [&] { return Status(f) == "Search canceled"; },
+            [&] {
+                QCOMPARE(Row(list, 0), "3c 4d 5e 6f 70 81 | Depot Scanner");
+                ClickRow(list, 0);
+            });
+        stops.Then(
+            "OK offered after the stop", [&] { return f->buttonOk->isEnabled(); },
+            [&] { Click(f->buttonSearchAgain); });
+        stops.Then(
+            "searching again", [&] { return Status(f) == "Searching..."; },
+            [&] {
+                QCOMPARE(list->topLevelItemCount(), 0);
+                QVERIFY(!f->buttonOk->isEnabled() && !f->buttonSearchAgain->isEnabled());
+                QVERIFY(f->buttonStopSearch->isEnabled());
+            });
+        stops.Then(
+            "the bar moving", [&] { return f->inqBar->value() >= 2; }, [&] { f->close(); });
+        stops.Run(find);
+        QVERIFY2(stops.failure.isEmpty(), qPrintable(stops.failure));
+        QVERIFY(!f->isVisible());
+        QCOMPARE(Status(f), "Search canceled");
+        QCOMPARE(rig->Received(), (QStringList{kStart, kCancel, kStart, kCancel}));
+        QCOMPARE(page.ca[0]->text() + page.ca[5]->text(), QString("0A5F"));
+        QVERIFY(!form.AnyChanged());
+
+        rig->ClearTrace();
         bool modal = false, offeredWhileSearching = true;
         Person p;
         p.Then(
@@ -144,7 +182,6 @@ class SearchDialogTest : public QObject {
             "search completed", [&] { return Status(f) == "Search completed"; },
             [&] {
                 QCOMPARE(list->topLevelItemCount(), 3);
-                QCOMPARE(Row(list, 0), "3c 4d 5e 6f 70 81 | Depot Scanner");
                 QCOMPARE(Row(list, 1), "92 a3 b4 c5 d6 e7 | Bench Meter 7");
                 // A name of 32 bytes without a zero byte ends after them.
                 QCOMPARE(Row(list, 2), "0f 1e 2d 3b 4a 59 | ABCDEFGHIJKLMNOPQRSTUVWXYZ012345");
@@ -166,10 +203,7 @@ class SearchDialogTest : public QObject {
         p.Then(
             "OK offered again", [&] { return f->buttonOk->isEnabled(); },
             [&] { Click(f->buttonOk); });
-        p.Run([&] {
-            page.conFindDeviceButton->click();
-            return 0;
-        });
+        p.Run(find);
         QVERIFY2(p.failure.isEmpty(), qPrintable(p.failure));
         QVERIFY(modal && !offeredWhileSearching);
         QVERIFY(!f->isVisible());
@@ -180,57 +214,6 @@ class SearchDialogTest : public QObject {
         form.writeConf->click();
         QVERIFY(rig->errors.empty());
         QVERIFY(rig->Received().contains("17 06 92 a3 b4 c5 d6 e7"));
-    }
-
-    // Cancel search keeps what was found, to be chosen; Search again starts
-    // afresh; Cancel or the close box ends the dialog, the page's address kept.
-    void stopSearchAgainAndCancel() {
-        for (const bool closeBox : {false, true}) {
-            QVERIFY(Plug(*rig, "device_mode 1\nsecurity 0 0 0\nconnect_address 0a 1b 2c 3d 4e 5f\n",
-                         {"--search-time", "2400"}));
-            ConSetHandler& page = *rig->form->conSetHandler;
-            TinqForm* f = page.inquiry->inqForm;
-            Person p;
-            p.Then(
-                "a first device", [&] { return f->DeviceList->topLevelItemCount() == 1; },
-                [&] { Click(f->buttonStopSearch); });
-            p.Then(
-                "search canceled", [&] { return Status(f) == "Search canceled"; },
-                [&] {
-                    QCOMPARE(Row(f->DeviceList, 0), "3c 4d 5e 6f 70 81 | Depot Scanner");
-                    QVERIFY(f->buttonSearchAgain->isEnabled() && !f->buttonStopSearch->isEnabled());
-                    QCOMPARE(f->inqBar->value(), 0);
-                    ClickRow(f->DeviceList, 0);
-                });
-            p.Then(
-                "OK offered after the stop", [&] { return f->buttonOk->isEnabled(); },
-                [&] { Click(f->buttonSearchAgain); });
-            p.Then(
-                "searching again", [&] { return Status(f) == "Searching..."; },
-                [&] {
-                    QCOMPARE(f->DeviceList->topLevelItemCount(), 0);
-                    QVERIFY(!f->buttonOk->isEnabled() && !f->buttonSearchAgain->isEnabled());
-                    QVERIFY(f->buttonStopSearch->isEnabled());
-                });
-            p.Then(
-                "the bar moving", [&] { return f->inqBar->value() >= 2; },
-                [&] {
-                    if (closeBox)
-                        f->close();
-                    else
-                        Click(f->buttonCancel);
-                });
-            p.Run([&] {
-                page.conFindDeviceButton->click();
-                return 0;
-            });
-            QVERIFY2(p.failure.isEmpty(), qPrintable(p.failure));
-            QVERIFY(!f->isVisible());
-            QCOMPARE(Status(f), "Search canceled");
-            QCOMPARE(rig->Received(), (QStringList{kStart, kCancel, kStart, kCancel}));
-            QCOMPARE(page.ca[0]->text() + page.ca[5]->text(), QString("0A5F"));
-            QVERIFY(!rig->form->AnyChanged());
-        }
     }
 };
 
@@ -356,46 +339,6 @@ class PairWizardTest : public QObject {
             QCOMPARE(frames.count(kPaired), frames.size());
             QVERIFY(complete ? frames.size() >= 2 : frames.size() == 1);
         }
-    }
-
-    // Back from step 3 goes to a fresh search, never to step 1, also while the
-    // pairing is under way; the close box acts as Cancel then.
-    void backFromPairing() {
-        QVERIFY(Plug(*rig, "device_mode 2\nsecurity 0 1 0\n",
-                     {"--search-time", "1500", "--pairing", "complete@5000"}));
-        PairHandler& h = *rig->form->endpSetHandler->pairing;
-        TformPairLocal2* search = h.formPairLocal2;
-        TformPairLocal3* f = h.formPairLocal3;
-        int stepOneShown = 0;
-        Person p;
-        const auto freshSearch = [&] {
-            p.Then(
-                "a fresh search", [&] { return search->isVisible() || h.formPair1->isVisible(); },
-                [&] {
-                    stepOneShown += h.formPair1->isVisible();
-                    QCOMPARE(search->DeviceList->topLevelItemCount(), 0);
-                    QCOMPARE(Status(search), "Searching...");
-                });
-            Pick(p, h, 1, 0); // Next while the search runs: it is cancelled first
-        };
-        Choose(p, h, true);
-        Pick(p, h, 1, 0);
-        p.Then(
-            "step 3", [&] { return f->isVisible(); }, [&] { Click(f->backButton); });
-        freshSearch();
-        Pair(p, f, "4711", "Pairing...");
-        p.Then(
-            "Back pressed", [] { return true; }, [&] { Click(f->backButton); });
-        freshSearch();
-        Pair(p, f, "4711", "Pairing...");
-        p.Then(
-            "close box", [] { return true; }, [&] { f->close(); });
-        PairFromThePage(p, "Device not paired");
-        QCOMPARE(stepOneShown, 0);
-        QVERIFY(!f->isVisible() && !search->isVisible());
-        const QString pairFrame = "64 0a 3c 4d 5e 6f 70 81 34 37 31 31";
-        QCOMPARE(rig->Received(), (QStringList{kStart, kCancel, kStart, kCancel, pairFrame, kCancel,
-                                               kStart, kCancel, pairFrame, kCancel, kPaired}));
     }
 };
 

@@ -264,7 +264,3 @@ RowName::~RowName() {
 QString Hex(const QByteArray& bytes) {
     return QString::fromLatin1(bytes.toHex(' '));
 }
-
-QString Hex(const std::array<uint8_t, 6>& a) {
-    return Hex(QByteArray(reinterpret_cast<const char*>(a.data()), int(a.size())));
-}

@@ -145,7 +145,6 @@ void Type(QLineEdit* edit, const QString& keys);
 
 // "4e 56 4d": bytes as the trace writes them.
 QString Hex(const QByteArray& bytes);
-QString Hex(const std::array<uint8_t, 6>& address);
 
 // The test classes of window_tests, each registered by its file under its name.
 int RegisterTest(const char* name, std::function<QObject*()> make);
