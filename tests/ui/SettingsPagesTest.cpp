@@ -51,6 +51,8 @@ QStringList Writes(WindowRig& rig, const QString& opcodes) {
 // One thing a person does: "endpointRadio" (any button by its name) clicks, "secBox=Require
 // passkey" (any box) chooses an item, "pinCodeText=abc" or "ca3=" (any edit) types into it,
 // replacing what it holds, and "lstBar=\u2190" (any slider) presses those keys on it.
+// A box is chosen even while it is disabled: the window never enables the data
+// bits box, yet a choice in it must reach the module.
 bool Act(TMainForm& f, const QString& action) {
     const QString what = action.section('=', 0, 0), value = action.section('=', 1);
     auto* control = f.findChild<QWidget*>(what);
