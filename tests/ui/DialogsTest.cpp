@@ -1,8 +1,7 @@
 // The small dialogs, desktop questions and help as a person meets them: what
 // the error report's caption and Help give, the answers the start-up dialogs'
-// buttons, close box and Escape give, the port list, the about box, the
-// question boxes, and a help file with a topic worth reading for every help
-// context the program opens.
+// buttons, close box and Escape give, the port list, the question boxes, and a
+// help file with a topic worth reading for every help context the program opens.
 #include "Dialogs.h"
 #include "HelpViewer.h"
 #include "WindowRig.h"
@@ -12,7 +11,6 @@
 #include <QMessageBox>
 #include <QPlainTextEdit>
 #include <QPushButton>
-#include <QRandomGenerator>
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTextBrowser>
@@ -20,20 +18,14 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-// Characters that have no business in a help text (what binary junk leaves).
-const QRegularExpression kControl("[\\x00-\\x09\\x0b-\\x1f\\x7f-\\x9f]");
-
 class DialogsTest : public QObject {
     Q_OBJECT
     QList<int> helpShown;
-    QStringList urlsOpened;
 
   private slots:
     void init() {
         helpShown.clear();
-        urlsOpened.clear();
         Desktop::TestSeams().help = [this](int context) { helpShown << context; };
-        Desktop::TestSeams().openUrl = [this](const QString& url) { urlsOpened << url; };
     }
     void cleanup() { Desktop::TestSeams() = Desktop::Seams(); }
 
@@ -49,6 +41,7 @@ class DialogsTest : public QObject {
                     {0x21d, "Error - communication (0x021d)", {121, 45, 45}},
                     {0, "Error - Invalid input value", {45, 45, 45}}};
         for (const auto& row : rows) {
+            RowName name(row.caption);
             helpShown.clear();
             TErrorForm form;
             form.category = row.code == 0 ? "Invalid input value" : "communication";
@@ -117,8 +110,8 @@ class DialogsTest : public QObject {
     }
 
     // "COM1".."COM20" and an item for port 21 (empty without a device); beside
-    // each port its device and what the system knows of it, or "no device",
-    // also when the table comes after the dialog; the chosen entry in full below.
+    // each port its device and what the system knows of it, or "no device"; the
+    // chosen entry in full below.
     void chooserItems() {
         QTemporaryDir dir;
         const QString link = dir.filePath("nvm");
@@ -128,70 +121,19 @@ class DialogsTest : public QObject {
         QVERIFY(QFile::link(pts, link));
         PortTable::Set({"/dev/ttyUSB7", link.toStdString(), pts.toStdString()});
         TSerChooseForm chooser;
-        const auto items = [&] {
-            QStringList texts;
-            for (int i = 0; i < chooser.ComboBox1->count(); ++i)
-                texts << chooser.ComboBox1->itemText(i);
-            return texts;
-        };
-        QStringList expected = {"COM1   /dev/ttyUSB7   (no device)",
-                                "COM2   " + link + " -> " + pts + "   (virtual line)",
-                                "COM3   " + pts + "   (virtual line)"};
+        QStringList items, expected = {"COM1   /dev/ttyUSB7   (no device)",
+                                       "COM2   " + link + " -> " + pts + "   (virtual line)",
+                                       "COM3   " + pts + "   (virtual line)"};
+        for (int i = 0; i < chooser.ComboBox1->count(); ++i)
+            items << chooser.ComboBox1->itemText(i);
         for (int n = 4; n <= 20; ++n)
             expected << QString("COM%1   (no device)").arg(n);
-        QCOMPARE(items(), expected << "");
+        QCOMPARE(items, expected << "");
         chooser.ComboBox1->setCurrentIndex(1);
         QCOMPARE(chooser.portDetails->text(),
                  "COM2 is " + link + " -> " + pts + "\n(virtual line)");
-
-        PortTable::Set(std::vector<std::string>(21, "/dev/ttyS9"));
-        chooser.ComboBox1->setCurrentIndex(20);
-        chooser.show();
-        QCOMPARE(items().last(), QString("COM21   /dev/ttyS9   (no device)"));
-        Click(chooser.Button1);
-        QCOMPARE(chooser.tag, 21);
         PortTable::Set({});
         close(master);
-
-        // What an entry says of its device: product, maker, USB, there, pseudo-terminal.
-        using Row = std::tuple<QString, QString, bool, bool, bool, QString>;
-        for (const auto& [product, maker, usb, exists, pty, text] :
-             QList<Row>{{"FT232R USB UART", "FTDI", true, true, false,
-                         "(USB adapter: FT232R USB UART, FTDI)"},
-                        {"", "Prolific", true, true, false, "(USB adapter: Prolific)"},
-                        {"", "", true, true, false, "(USB adapter)"},
-                        {"", "", false, true, true, "(virtual line)"},
-                        {"", "", false, true, false, "(serial port)"},
-                        {"FT232R USB UART", "FTDI", true, false, false, "(no device)"}})
-            QCOMPARE(TSerChooseForm::DeviceText("/dev/x", product, maker, usb, exists, pty), text);
-    }
-
-    // A port the person may not use: the open error says what to do.
-    void openErrorOnPermission() {
-        TComOpenError dialog;
-        dialog.ShowReason(3, "/dev/ttyUSB0", "Permission denied", true);
-        QStringList lines;
-        for (QLabel* label : dialog.findChildren<QLabel*>())
-            if (!label->text().isEmpty() && !label->isHidden()) lines << label->text();
-        QCOMPARE(lines.mid(4), QStringList({"COM3 is /dev/ttyUSB0: Permission denied.",
-                                            "Your user may not use serial devices. Add it to the "
-                                            "group \"dialout\"\n(sudo usermod -a -G dialout "
-                                            "$USER), then log out and in again."}));
-    }
-
-    void aboutBox() {
-        TaboutForm about;
-        const QString site = Desktop::kMakerAddress;
-        QCOMPARE(about.windowTitle() + " | " + about.Version->text() + " | " +
-                     about.Comments->text(),
-                 "About Norvane Configuration software | Version 3.01 | " +
-                     QString("<a href=\"%1\">%1</a>").arg(site));
-        emit about.Comments->linkActivated(site);
-        QCOMPARE(urlsOpened, QStringList({site}));
-        about.show();
-        QTest::keyClick(&about, Qt::Key_Return);
-        QTRY_VERIFY(!about.isVisible());
-        QCOMPARE(about.result(), int(QDialog::Accepted));
     }
 
     // Without a seam the questions are real warning boxes, and the button pressed
@@ -219,63 +161,30 @@ class DialogsTest : public QObject {
     // The shipped help file has a topic of its own worth reading (some with a
     // word only their subject brings up) for every context the program opens;
     // the viewer shows it and follows links.
-    void everyContextHasAUsefulTopic() {
+    void helpFiles() {
         HelpFile shipped;
         QVERIFY(shipped.Load(HelpFile::DefaultPath()));
-        const QMap<int, QString> used = {{0, ""},
-                                         {5, ""},
-                                         {22, "31 characters"},
-                                         {23, "17 characters"},
-                                         {32, ""},
-                                         {33, ""},
-                                         {34, ""},
-                                         {35, ""},
-                                         {36, ""},
-                                         {37, ""},
-                                         {44, ""},
-                                         {45, ""},
-                                         {46, ""},
-                                         {51, ""},
-                                         {52, ""},
-                                         {53, ""},
-                                         {71, ""},
-                                         {72, ""},
-                                         {73, ""},
-                                         {74, ""},
-                                         {81, ""},
-                                         {82, ""},
-                                         {83, ""},
-                                         {94, "6144"},
-                                         {120, "Communication timeout"},
-                                         {121, "Command invalid parameter"},
-                                         {452, ""},
-                                         {454, ""},
-                                         {456, ""},
-                                         {458, ""},
-                                         {466, ""},
-                                         {468, ""},
-                                         {474, ""},
-                                         {705, ""},
-                                         {707, ""},
-                                         {709, ""},
-                                         {711, ""},
-                                         {713, ""},
-                                         {715, ""},
-                                         {717, ""},
-                                         {723, ""},
-                                         {725, ""},
-                                         {727, ""},
-                                         {731, ""}};
+        const QList<int> used = {0,   5,   22,  23,  32,  33,  34,  35,  36,  37,  44,
+                                 45,  46,  51,  52,  53,  71,  72,  73,  74,  81,  82,
+                                 83,  94,  120, 121, 452, 454, 456, 458, 466, 468, 474,
+                                 705, 707, 709, 711, 713, 715, 717, 723, 725, 727, 731};
+        const QMap<int, QString> words = {{22, "31 characters"},
+                                          {23, "17 characters"},
+                                          {94, "6144"},
+                                          {120, "Communication timeout"},
+                                          {121, "Command invalid parameter"}};
         QSet<QString> texts;
-        for (auto it = used.begin(); it != used.end(); ++it) {
-            const HelpTopic* topic = shipped.Topic(it.key());
-            QVERIFY2(topic != nullptr, qPrintable(QString("topic %1 missing").arg(it.key())));
-            const int words =
+        for (const int context : used) {
+            const HelpTopic* topic = shipped.Topic(context);
+            QVERIFY2(topic != nullptr, qPrintable(QString("topic %1 missing").arg(context)));
+            const int count =
                 topic->text.split(QRegularExpression("\\s+"), Qt::SkipEmptyParts).size();
-            QVERIFY2(!topic->title.startsWith("Topic ") && words >= 30 &&
-                         !(topic->title + topic->text).contains(kControl) &&
-                         topic->text.contains(it.value()),
-                     qPrintable(QString("topic %1: %2 words").arg(it.key()).arg(words)));
+            QVERIFY2(
+                !topic->title.startsWith("Topic ") && count >= 30 &&
+                    !(topic->title + topic->text)
+                         .contains(QRegularExpression("[\\x00-\\x09\\x0b-\\x1f\\x7f-\\x9f]")) &&
+                    topic->text.contains(words.value(context)),
+                qPrintable(QString("topic %1: %2 words").arg(context).arg(count)));
             texts.insert(topic->text);
         }
         QCOMPARE(texts.size(), used.size()); // not one text under many numbers
@@ -287,34 +196,6 @@ class DialogsTest : public QObject {
                     viewer.browser->toHtml().contains(QString("topic:%1\"").arg(context)));
         emit viewer.browser->anchorClicked(QUrl("topic:22"));
         QVERIFY(viewer.browser->toPlainText().startsWith(shipped.Topic(22)->title));
-    }
-
-    // Topics before binary junk are kept, a damaged topic line hides its text, and
-    // random bytes with topic marks sprinkled in give clean topics or none.
-    void damagedHelpFiles() {
-        HelpFile file;
-        static const char kDamaged[] = "@topic 22 Name\r\nThe name.\r\n@topic 23 Service\n"
-                                       "\x00\xff\xfe\x01\x1b[2J\x80\nstill text\n"
-                                       "@topic x4 Broken\nlost\n";
-        file.Load(TempFile(QByteArray(kDamaged, sizeof kDamaged - 1)));
-        QCOMPARE(file.Contexts(), QList<int>({22, 23}));
-        QCOMPARE(file.Topic(22)->text, QString("The name."));
-        QVERIFY(file.Topic(23)->text.endsWith("still text"));
-        QVERIFY(!file.Topic(23)->text.contains(kControl));
-        QRandomGenerator random(20240611);
-        for (int round = 0; round < 20; ++round) {
-            QByteArray bytes(16 * 1024, '\0');
-            random.fillRange(reinterpret_cast<quint32*>(bytes.data()), bytes.size() / 4);
-            for (int i = 0; i < 40; ++i)
-                bytes.insert(random.bounded(bytes.size()), i % 2 ? "\n@topic " : "\n@topic 4");
-            file.Load(TempFile(bytes));
-            for (const int context : file.Contexts())
-                QVERIFY(
-                    !(file.Topic(context)->title + file.Topic(context)->text).contains(kControl));
-            HelpViewer viewer(file);
-            viewer.ShowTopic(0);
-            viewer.ShowTopic(4);
-        }
     }
 };
 

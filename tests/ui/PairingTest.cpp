@@ -1,17 +1,19 @@
-// The device search dialog and the pairing wizard on the main window's line to
-// a virtual module: what they list and show, the frames they send, and how each
-// button and the close box end, restart or step back.
-#include "Communicator.h"
+// The device search dialog and the pairing wizard as the Connecting and
+// Endpoint pages' buttons bring them up, on the window's line to a virtual
+// module: what they list and show, the frames they send, how each button and
+// the close box end, restart or step back, and what the pages take from them.
+// The tests of a class share one window, a new module plugged in for each run.
+#include "ConSetHandler.h"
 #include "DeviceSearch.h"
+#include "EndpSetHandler.h"
 #include "InquiryHandler.h"
 #include "PairForms.h"
 #include "PairHandler.h"
-#include "ScriptedPort.h"
 #include "TinqForm.h"
-#include "VirtualModule.h"
 #include "WindowRig.h"
 
 #include <QApplication>
+#include <QPushButton>
 #include <QTest>
 #include <QTreeWidget>
 
@@ -24,19 +26,15 @@ const QByteArray kDevices = "3c 4d 5e 6f 70 81  Depot Scanner\n"
 const QString kStart = "60 06 0c 00 00 00 00 01"; // duration 12, every class, flag set
 const QString kCancel = "80 00";
 const QString kPaired = "62 00";
-const QString kNotPaired = "00 00 00 00 00 00";
 
-// The main window on a module that finds kDevices, read and its trace cleared;
-// the search and the wizard run on its line. Null when that failed.
-std::unique_ptr<WindowRig> Module(std::vector<std::string> args, bool devices = true) {
-    if (devices) {
-        const std::vector<std::string> file = ModuleFile("--devices", kDevices);
+// Plugs in a module that finds kDevices, with this state and these options,
+// and clears its trace once the window has read it.
+bool Plug(WindowRig& rig, const QByteArray& state, std::vector<std::string> args) {
+    for (const auto& file : {ModuleFile("--devices", kDevices), ModuleFile("--state", state)})
         args.insert(args.end(), file.begin(), file.end());
-    }
-    auto rig = std::make_unique<WindowRig>(args);
-    if (!rig->StartAndRead()) return nullptr;
-    rig->ClearTrace();
-    return rig;
+    if (!rig.Plug(args)) return false;
+    rig.ClearTrace();
+    return true;
 }
 
 template <typename Form> QString Status(const Form* f) {
@@ -107,7 +105,15 @@ template <typename Form> void Outcome(Person& p, Form* f, const QString& shown, 
 
 class SearchDialogTest : public QObject {
     Q_OBJECT
+    std::unique_ptr<WindowRig> rig;
+
   private slots:
+    void initTestCase() {
+        rig = std::make_unique<WindowRig>();
+        QVERIFY(rig->StartAndRead());
+    }
+    void cleanupTestCase() { rig.reset(); }
+
     // The class filter of the (hidden) device filter's items: the major class
     // in byte 1, but in byte 2 for the access points.
     void classFilter() {
@@ -115,15 +121,54 @@ class SearchDialogTest : public QObject {
         QCOMPARE(DeviceSearch::ClassFilter(3), (std::array<uint8_t, 4>{0, 0, 3, 0}));
     }
 
-    // The search lists what the module finds, offers OK for a selected row only
-    // and returns that row's address; OK cancels the search even after it ended.
-    void listsDevicesAndReturnsTheChosenOne() {
-        auto rig = Module({"--search-time", "1200"});
-        QVERIFY(rig);
-        InquiryHandler handler(rig->form.get());
-        QCOMPARE(handler.SetCommunicator(rig->form->comm.get()), 1);
-        TinqForm* f = handler.inqForm;
+    // Find device on the Connecting page. Cancel search keeps what was found, to
+    // be chosen; Search again starts afresh; the close box ends the dialog, the
+    // page's address kept. Then the search lists what the module finds, offers
+    // OK for a selected row only, and the chosen address goes into the page's
+    // address edits (a change, which write-all sends); OK cancels the search
+    // even after it ended.
+    void findDevice() {
+        QVERIFY(Plug(*rig, "device_mode 1\nsecurity 0 0 0\nconnect_address 0a 1b 2c 3d 4e 5f\n",
+                     {"--search-time", "1200"}));
+        TMainForm& form = *rig->form;
+        ConSetHandler& page = *form.conSetHandler;
+        TinqForm* f = page.inquiry->inqForm;
         QTreeWidget* list = f->DeviceList;
+        const auto find = [&] {
+            page.conFindDeviceButton->click();
+            return 0;
+        };
+        Person stops;
+        stops.Then(
+            "a first device", [&] { return list->topLevelItemCount() == 1; },
+            [&] { Click(f->buttonStopSearch); });
+        stops.Then(
+            "search canceled", [&] { return Status(f) == "Search canceled"; },
+            [&] {
+                QCOMPARE(Row(list, 0), "3c 4d 5e 6f 70 81 | Depot Scanner");
+                ClickRow(list, 0);
+            });
+        stops.Then(
+            "OK offered after the stop", [&] { return f->buttonOk->isEnabled(); },
+            [&] { Click(f->buttonSearchAgain); });
+        stops.Then(
+            "searching again", [&] { return Status(f) == "Searching..."; },
+            [&] {
+                QCOMPARE(list->topLevelItemCount(), 0);
+                QVERIFY(!f->buttonOk->isEnabled() && !f->buttonSearchAgain->isEnabled());
+                QVERIFY(f->buttonStopSearch->isEnabled());
+            });
+        stops.Then(
+            "the bar moving", [&] { return f->inqBar->value() >= 2; }, [&] { f->close(); });
+        stops.Run(find);
+        QVERIFY2(stops.failure.isEmpty(), qPrintable(stops.failure));
+        QVERIFY(!f->isVisible());
+        QCOMPARE(Status(f), "Search canceled");
+        QCOMPARE(rig->Received(), (QStringList{kStart, kCancel, kStart, kCancel}));
+        QCOMPARE(page.ca[0]->text() + page.ca[5]->text(), QString("0A5F"));
+        QVERIFY(!form.AnyChanged());
+
+        rig->ClearTrace();
         bool modal = false, offeredWhileSearching = true;
         Person p;
         p.Then(
@@ -137,7 +182,6 @@ class SearchDialogTest : public QObject {
             "search completed", [&] { return Status(f) == "Search completed"; },
             [&] {
                 QCOMPARE(list->topLevelItemCount(), 3);
-                QCOMPARE(Row(list, 0), "3c 4d 5e 6f 70 81 | Depot Scanner");
                 QCOMPARE(Row(list, 1), "92 a3 b4 c5 d6 e7 | Bench Meter 7");
                 // A name of 32 bytes without a zero byte ends after them.
                 QCOMPARE(Row(list, 2), "0f 1e 2d 3b 4a 59 | ABCDEFGHIJKLMNOPQRSTUVWXYZ012345");
@@ -148,397 +192,153 @@ class SearchDialogTest : public QObject {
             });
         p.Then(
             "OK offered for the row", [&] { return f->buttonOk->isEnabled(); },
-            [&] { ClickEmptySpace(list); });
+            [&] {
+                // A click on the empty space below the rows.
+                QTest::mouseClick(list->viewport(), Qt::LeftButton, {},
+                                  QPoint(20, list->viewport()->height() - 4));
+            });
         p.Then(
             "OK withdrawn with the selection", [&] { return !f->buttonOk->isEnabled(); },
             [&] { ClickRow(list, 1); });
         p.Then(
             "OK offered again", [&] { return f->buttonOk->isEnabled(); },
             [&] { Click(f->buttonOk); });
-        QCOMPARE(p.Run([&] { return handler.Execute(); }), 1);
+        p.Run(find);
         QVERIFY2(p.failure.isEmpty(), qPrintable(p.failure));
         QVERIFY(modal && !offeredWhileSearching);
-        QCOMPARE(Hex(handler.selectedAddress), "92 a3 b4 c5 d6 e7");
         QVERIFY(!f->isVisible());
         QCOMPARE(Status(f), "Search canceled");
         QCOMPARE(rig->Received(), (QStringList{kStart, kCancel}));
-    }
-
-    // Cancel search keeps what was found, to be chosen; Search again starts
-    // afresh; Cancel (or the close box) ends the dialog, the address kept.
-    void stopSearchAgainAndCancel() {
-        for (const bool closeBox : {false, true}) {
-            auto rig = Module({"--search-time", "2400"});
-            QVERIFY(rig);
-            InquiryHandler handler;
-            handler.SetCommunicator(rig->form->comm.get());
-            handler.selectedAddress = {1, 2, 3, 4, 5, 6};
-            TinqForm* f = handler.inqForm;
-            Person p;
-            p.Then(
-                "a first device", [&] { return f->DeviceList->topLevelItemCount() == 1; },
-                [&] { Click(f->buttonStopSearch); });
-            p.Then(
-                "search canceled", [&] { return Status(f) == "Search canceled"; },
-                [&] {
-                    QCOMPARE(Row(f->DeviceList, 0), "3c 4d 5e 6f 70 81 | Depot Scanner");
-                    QVERIFY(f->buttonSearchAgain->isEnabled() && !f->buttonStopSearch->isEnabled());
-                    QCOMPARE(f->inqBar->value(), 0);
-                    ClickRow(f->DeviceList, 0);
-                });
-            p.Then(
-                "OK offered after the stop", [&] { return f->buttonOk->isEnabled(); },
-                [&] { Click(f->buttonSearchAgain); });
-            p.Then(
-                "searching again", [&] { return Status(f) == "Searching..."; },
-                [&] {
-                    QCOMPARE(f->DeviceList->topLevelItemCount(), 0);
-                    QVERIFY(!f->buttonOk->isEnabled() && !f->buttonSearchAgain->isEnabled());
-                    QVERIFY(f->buttonStopSearch->isEnabled());
-                });
-            p.Then(
-                "the bar moving", [&] { return f->inqBar->value() >= 2; },
-                [&] {
-                    if (closeBox)
-                        f->close();
-                    else
-                        Click(f->buttonCancel);
-                });
-            QCOMPARE(p.Run([&] { return handler.Execute(); }), -1);
-            QVERIFY2(p.failure.isEmpty(), qPrintable(p.failure));
-            QVERIFY(!f->isVisible());
-            QCOMPARE(Status(f), "Search canceled");
-            QCOMPARE(Hex(handler.selectedAddress), "01 02 03 04 05 06");
-            QCOMPARE(rig->Received(), (QStringList{kStart, kCancel, kStart, kCancel}));
-
-            // A later run starts afresh with the same dialog: no device answers this time.
-            auto quiet = Module({"--devices", "generated:0", "--search-time", "300"}, false);
-            QVERIFY(quiet);
-            handler.SetCommunicator(quiet->form->comm.get());
-            Person again;
-            again.Then(
-                "nothing found", [&] { return Status(f) == "Search completed"; },
-                [&] {
-                    QCOMPARE(f->DeviceList->topLevelItemCount(), 0);
-                    QVERIFY(!f->buttonOk->isEnabled());
-                    Click(f->buttonCancel);
-                });
-            QCOMPARE(again.Run([&] { return handler.Execute(); }), -1);
-            QVERIFY2(again.failure.isEmpty(), qPrintable(again.failure));
-        }
-    }
-
-    // 21 results, one waiting for each tick, then the end of the search: the
-    // 21st is not listed.
-    void twentyDevicesAtMost() {
-        ScriptedPort port;
-        for (uint8_t i = 0; i < 21; ++i) {
-            ScriptedPort::Bytes event{
-                0x60, 39, 0x07, 0x10, 0x21, 0x32, 0x43, 0x54, uint8_t(0x60 + i)};
-            const std::string name = "Unit " + std::to_string(i + 1);
-            event.insert(event.end(), name.begin(), name.end());
-            event.resize(41, 0);
-            port.Push(event);
-        }
-        port.Push({0x60, 0x00});
-        Communicator comm;
-        comm.SetSerialPort(&port);
-        comm.pump = [] { QCoreApplication::processEvents(); };
-        InquiryHandler handler;
-        handler.SetCommunicator(&comm);
-        TinqForm* f = handler.inqForm;
-        Person p;
-        p.Then(
-            "search completed", [&] { return Status(f) == "Search completed"; },
-            [&] {
-                QCOMPARE(f->DeviceList->topLevelItemCount(), 20);
-                QCOMPARE(Row(f->DeviceList, 19), "10 21 32 43 54 73 | Unit 20");
-                port.Push({0x80, 0x01, 0x01}); // the answer to the cancel that OK sends
-                ClickRow(f->DeviceList, 19);
-            });
-        p.Then(
-            "OK offered", [&] { return f->buttonOk->isEnabled(); }, [&] { Click(f->buttonOk); });
-        QCOMPARE(p.Run([&] { return handler.Execute(); }), 1);
-        QVERIFY2(p.failure.isEmpty(), qPrintable(p.failure));
-        QCOMPARE(Hex(handler.selectedAddress), "10 21 32 43 54 73");
-    }
-
-    // 20 devices at 38400 bits per second, answering in pairs with no gap
-    // between the two events, a pair every 530 ms so that pairs land in every
-    // part of the 250 ms tick: the dialog lists every one, each once, with the
-    // module's own address and name.
-    void twentyDevicesBackToBackAtLineSpeed() {
-        auto rig = Module({"--devices", "generated:20", "--back-to-back", "2", "--search-spread",
-                           "5300", "--search-time", "5600"},
-                          false);
-        QVERIFY(rig);
-        InquiryHandler handler;
-        handler.SetCommunicator(rig->form->comm.get());
-        TinqForm* f = handler.inqForm;
-        QStringList listed, expected;
-        Person p;
-        p.Then(
-            "search completed", [&] { return Status(f) == "Search completed"; },
-            [&] {
-                for (int row = 0; row < f->DeviceList->topLevelItemCount(); ++row)
-                    listed << Row(f->DeviceList, row);
-                Click(f->buttonCancel);
-            });
-        QCOMPARE(p.Run([&] { return handler.Execute(); }), -1);
-        QVERIFY2(p.failure.isEmpty(), qPrintable(p.failure));
-        for (const sim::RemoteDevice& d : sim::GeneratedDevices(20))
-            expected << Hex(d.address) + " | " + QString::fromLatin1(d.name.c_str());
-        listed.sort();
-        expected.sort();
-        QCOMPARE(listed, expected);
+        QVERIFY(form.AnyChanged());
+        rig->ClearTrace();
+        form.writeConf->click();
+        QVERIFY(rig->errors.empty());
+        QVERIFY(rig->Received().contains("17 06 92 a3 b4 c5 d6 e7"));
     }
 };
 
 class PairWizardTest : public QObject {
     Q_OBJECT
+    std::unique_ptr<WindowRig> rig;
+
+    // The Endpoint page of a module that requires a paired device offers Pair
+    // device; whatever the wizard ends with, both pages show the module's
+    // paired address afterwards, and nothing counts as changed.
+    void PairFromThePage(Person& p, const QString& paired) {
+        EndpSetHandler& page = *rig->form->endpSetHandler;
+        p.Run([&] {
+            page.endpPairButton->click();
+            return 0;
+        });
+        QVERIFY2(p.failure.isEmpty(), qPrintable(p.failure));
+        QCOMPARE(page.endpPairDev->text(), paired);
+        QCOMPARE(rig->form->conSetHandler->conPairDev->text(), paired);
+        QVERIFY(!rig->form->AnyChanged());
+    }
+
   private slots:
+    void initTestCase() {
+        rig = std::make_unique<WindowRig>();
+        QVERIFY(rig->StartAndRead());
+    }
+    void cleanupTestCase() { rig.reset(); }
+
     // The local path: the search, the device chosen, a passkey (16 characters
     // at most) and every outcome the module reports.
-    void localPairing_data() {
-        QTest::addColumn<QString>("outcome");
-        QTest::addColumn<QString>("shown");
-        QTest::newRow("complete") << "complete"
-                                  << "Pairing complete";
-        QTest::newRow("timeout") << "timeout"
-                                 << "Pairing failed due to timeout";
-        QTest::newRow("failed") << "failed"
-                                << "Pairing failed";
-        QTest::newRow("error") << "error"
-                               << "Pairing error";
-    }
     void localPairing() {
-        QFETCH(QString, outcome);
-        QFETCH(QString, shown);
-        const bool complete = outcome == "complete";
-        auto rig = Module({"--search-time", "1200", "--pairing", outcome.toStdString() + "@300"});
-        QVERIFY(rig);
-        PairHandler h;
-        QCOMPARE(h.SetCommunicator(rig->form->comm.get()), 1);
-        TformPairLocal2* search = h.formPairLocal2;
-        TformPairLocal3* f = h.formPairLocal3;
-        Person p;
-        Choose(p, h, true);
-        p.Then(
-            "search completed", [&] { return Status(search) == "Search completed"; },
-            [&] {
-                QCOMPARE(search->windowTitle(),
-                         "Pair device wizard (Local device initiates, step 2/3)");
-                QCOMPARE(Row(search->DeviceList, 2),
-                         "0f 1e 2d 3b 4a 59 | ABCDEFGHIJKLMNOPQRSTUVWXYZ012345");
-                QVERIFY(!search->buttonNext->isEnabled());
-            });
-        Pick(p, h, 3, 1);
-        p.Then(
-            "step 3", [&] { return f->isVisible(); },
-            [&] {
-                QCOMPARE(f->windowTitle(), "Pair device wizard (Local device initiates, step 3/3)");
-                QCOMPARE(f->labelRemoteDevice->text(), "Bench Meter 7(92 a3 b4 c5 d6 e7)");
-                QCOMPARE(f->pairStatus->text(), "Device not paired");
-                QVERIFY(!f->finnishButton->isEnabled() && f->cancelButton->isEnabled());
-                // Pair only with a passkey.
-                Type(f->textPinCode, "x");
-                QVERIFY(f->pairButton->isEnabled());
-                Type(f->textPinCode, "");
-                QVERIFY(!f->pairButton->isEnabled());
-            });
-        Pair(p, f, "0123456789abcdefZ", "Pairing...");
-        Outcome(p, f, shown, complete);
-        QCOMPARE(p.Run([&] { return h.Execute(); }), complete ? 1 : -1);
-        QVERIFY2(p.failure.isEmpty(), qPrintable(p.failure));
-        QVERIFY(!f->isVisible());
-        QCOMPARE(h.remoteName, "Bench Meter 7");
-        // The module's paired address on the way out: zeros when it is not paired.
-        QCOMPARE(Hex(h.remoteAddress), complete ? "92 a3 b4 c5 d6 e7" : kNotPaired);
-        const QString pairFrame = "64 16 92 a3 b4 c5 d6 e7 " + Hex("0123456789abcdef");
-        QCOMPARE(rig->Received(), (QStringList{kStart, pairFrame, kPaired}));
+        const struct {
+            const char* outcome;
+            QString shown;
+        } rows[] = {{"complete", "Pairing complete"},
+                    {"timeout", "Pairing failed due to timeout"},
+                    {"failed", "Pairing failed"},
+                    {"error", "Pairing error"}};
+        for (const auto& row : rows) {
+            RowName name(row.outcome);
+            const bool complete = row.shown == "Pairing complete";
+            QVERIFY(Plug(*rig, "device_mode 2\nsecurity 0 1 0\n",
+                         {"--search-time", "300", "--pairing", row.outcome + std::string("@100")}));
+            PairHandler& h = *rig->form->endpSetHandler->pairing;
+            TformPairLocal2* search = h.formPairLocal2;
+            TformPairLocal3* f = h.formPairLocal3;
+            Person p;
+            Choose(p, h, true);
+            p.Then(
+                "search completed", [&] { return Status(search) == "Search completed"; },
+                [&] {
+                    QCOMPARE(search->windowTitle(),
+                             "Pair device wizard (Local device initiates, step 2/3)");
+                    QCOMPARE(Row(search->DeviceList, 2),
+                             "0f 1e 2d 3b 4a 59 | ABCDEFGHIJKLMNOPQRSTUVWXYZ012345");
+                    QVERIFY(!search->buttonNext->isEnabled());
+                });
+            Pick(p, h, 3, 1);
+            p.Then(
+                "step 3", [&] { return f->isVisible(); },
+                [&] {
+                    QCOMPARE(f->windowTitle(),
+                             "Pair device wizard (Local device initiates, step 3/3)");
+                    QCOMPARE(f->labelRemoteDevice->text(), "Bench Meter 7(92 a3 b4 c5 d6 e7)");
+                    QCOMPARE(f->pairStatus->text(), "Device not paired");
+                    QVERIFY(!f->finnishButton->isEnabled() && f->cancelButton->isEnabled());
+                    // Pair only with a passkey.
+                    Type(f->textPinCode, "x");
+                    QVERIFY(f->pairButton->isEnabled());
+                    Type(f->textPinCode, "");
+                    QVERIFY(!f->pairButton->isEnabled());
+                });
+            Pair(p, f, "0123456789abcdefZ", "Pairing...");
+            Outcome(p, f, row.shown, complete);
+            PairFromThePage(p, complete ? "92 a3 b4 c5 d6 e7" : "Device not paired");
+            QVERIFY(!f->isVisible());
+            const QString pairFrame = "64 16 92 a3 b4 c5 d6 e7 " + Hex("0123456789abcdef");
+            QCOMPARE(rig->Received(), (QStringList{kStart, pairFrame, kPaired}));
+        }
     }
 
     // The remote path: the page waits for the remote device; it pairs, the
     // wait times out, or the person cancels while waiting.
-    void remotePairing_data() {
-        QTest::addColumn<QString>("pairing");
-        QTest::addColumn<QString>("shown"); // after the wait; empty: Cancel pressed while waiting
-        QTest::newRow("complete") << "complete@300"
-                                  << "Device paired with 3c 4d 5e 6f 70 81";
-        QTest::newRow("timeout") << "timeout@300"
-                                 << "Pairing failed due to timeout";
-        QTest::newRow("cancel") << "complete@5000"
-                                << "";
-    }
     void remotePairing() {
-        QFETCH(QString, pairing);
-        QFETCH(QString, shown);
-        const bool complete = shown.startsWith("Device paired");
-        auto rig = Module({"--pairing", pairing.toStdString()});
-        QVERIFY(rig);
-        PairHandler h;
-        h.SetCommunicator(rig->form->comm.get());
-        TformPairRemote2* f = h.formPairRemote2;
-        Person p;
-        Choose(p, h, false);
-        p.Then(
-            "remote page", [&] { return f->isVisible(); },
-            [&] {
-                QCOMPARE(f->windowTitle(),
-                         "Pair device wizard (Remote device initiates, stop 2/2)");
-                QVERIFY(f->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
-                QCOMPARE(f->pairStatus->text(), "Enter passkey and press pair button");
-                QVERIFY(!f->finnishButton->isEnabled() && f->backButton->isEnabled());
-            });
-        Pair(p, f, "2468", "Waiting for remote device to pair");
-        if (shown.isEmpty())
+        const struct {
+            const char* pairing;
+            QString shown; // after the wait; empty: Cancel pressed while waiting
+        } rows[] = {{"complete@100", "Device paired with 3c 4d 5e 6f 70 81"},
+                    {"timeout@100", "Pairing failed due to timeout"},
+                    {"complete@5000", ""}};
+        for (const auto& row : rows) {
+            RowName name(row.pairing);
+            const bool complete = row.shown.startsWith("Device paired");
+            QVERIFY(Plug(*rig, "device_mode 2\nsecurity 0 1 0\n", {"--pairing", row.pairing}));
+            PairHandler& h = *rig->form->endpSetHandler->pairing;
+            TformPairRemote2* f = h.formPairRemote2;
+            Person p;
+            Choose(p, h, false);
             p.Then(
-                "Cancel while waiting", [] { return true; }, [&] { Click(f->cancelButton); });
-        else
-            Outcome(p, f, shown, complete);
-        QCOMPARE(p.Run([&] { return h.Execute(); }), complete ? 1 : -1);
-        QVERIFY2(p.failure.isEmpty(), qPrintable(p.failure));
-        QVERIFY(!f->isVisible());
-        QCOMPARE(Hex(h.remoteAddress), complete ? "3c 4d 5e 6f 70 81" : kNotPaired);
-        QStringList frames = rig->Received();
-        QCOMPARE(frames.value(0), "63 04 32 34 36 38");
-        frames.removeFirst();
-        if (shown.isEmpty()) QCOMPARE(frames.takeFirst(), kCancel);
-        // The paired address: asked on the way out (and, after success, while the page shows it).
-        QCOMPARE(frames.count(kPaired), frames.size());
-        QVERIFY(complete ? frames.size() >= 2 : frames.size() == 1);
-    }
-
-    // Back from step 3 goes to a fresh search, never to step 1, also while the
-    // pairing is under way; the close box acts as Cancel then.
-    void backFromPairing() {
-        auto rig = Module({"--search-time", "1500", "--pairing", "complete@5000"});
-        QVERIFY(rig);
-        PairHandler h;
-        h.SetCommunicator(rig->form->comm.get());
-        TformPairLocal2* search = h.formPairLocal2;
-        TformPairLocal3* f = h.formPairLocal3;
-        int stepOneShown = 0;
-        Person p;
-        const auto freshSearch = [&] {
-            p.Then(
-                "a fresh search", [&] { return search->isVisible() || h.formPair1->isVisible(); },
+                "remote page", [&] { return f->isVisible(); },
                 [&] {
-                    stepOneShown += h.formPair1->isVisible();
-                    QCOMPARE(search->DeviceList->topLevelItemCount(), 0);
-                    QCOMPARE(Status(search), "Searching...");
+                    QCOMPARE(f->windowTitle(),
+                             "Pair device wizard (Remote device initiates, stop 2/2)");
+                    QVERIFY(f->windowFlags().testFlag(Qt::WindowStaysOnTopHint));
+                    QCOMPARE(f->pairStatus->text(), "Enter passkey and press pair button");
+                    QVERIFY(!f->finnishButton->isEnabled() && f->backButton->isEnabled());
                 });
-            Pick(p, h, 1, 0); // Next while the search runs: it is cancelled first
-        };
-        Choose(p, h, true);
-        Pick(p, h, 1, 0);
-        p.Then(
-            "step 3", [&] { return f->isVisible(); }, [&] { Click(f->backButton); });
-        freshSearch();
-        Pair(p, f, "4711", "Pairing...");
-        p.Then(
-            "Back pressed", [] { return true; }, [&] { Click(f->backButton); });
-        freshSearch();
-        Pair(p, f, "4711", "Pairing...");
-        p.Then(
-            "close box", [] { return true; }, [&] { f->close(); });
-        QCOMPARE(p.Run([&] { return h.Execute(); }), -1);
-        QVERIFY2(p.failure.isEmpty(), qPrintable(p.failure));
-        QCOMPARE(stepOneShown, 0);
-        QVERIFY(!f->isVisible() && !search->isVisible());
-        QCOMPARE(h.resumeAtSearch, 0);
-        QCOMPARE(Hex(h.remoteAddress), kNotPaired);
-        const QString pairFrame = "64 0a 3c 4d 5e 6f 70 81 34 37 31 31";
-        QCOMPARE(rig->Received(), (QStringList{kStart, kCancel, kStart, kCancel, pairFrame, kCancel,
-                                               kStart, kCancel, pairFrame, kCancel, kPaired}));
-    }
-
-    // Ways out of the early pages, each run of the same wizard from step 1:
-    // Next without a path does nothing; Back from the search or the remote page
-    // returns to step 1 with no path chosen; Cancel ends it; step 1's close box
-    // keeps Next's last path and goes on (the remote one with no radio checked);
-    // a stopped search repeats its stop until another button is pressed, and the
-    // close box of the search cancels. The paired address is asked on the way out.
-    void waysOut() {
-        auto rig = Module({"--search-time", "1500"});
-        QVERIFY(rig);
-        PairHandler h;
-        h.SetCommunicator(rig->form->comm.get());
-        TformPair1* one = h.formPair1;
-        TformPairLocal2* search = h.formPairLocal2;
-        TformPairRemote2* remote = h.formPairRemote2;
-        const auto searching = [&] { return Status(search) == "Searching..."; };
-        const auto remoteShown = [&] { return remote->isVisible(); };
-        const auto stepOne = [&] { return one->isVisible(); };
-
-        Person p;
-        p.Then("step 1", stepOne, [&] {
-            QCOMPARE(one->windowTitle(), "Pair device wizard");
-            Click(one->buttonNext); // no radio checked: nothing happens
-            QVERIFY(one->isVisible());
-        });
-        Choose(p, h, true);
-        p.Then("searching", searching, [&] { Click(search->buttonBack); });
-        Choose(p, h, false);
-        p.Then("remote page", remoteShown, [&] { Click(remote->backButton); });
-        Choose(p, h, false);
-        p.Then("remote page again", remoteShown, [&] { Click(remote->cancelButton); });
-        QCOMPARE(p.Run([&] { return h.Execute(); }), -1);
-        QVERIFY2(p.failure.isEmpty(), qPrintable(p.failure));
-        QCOMPARE(rig->Received(), (QStringList{kStart, kCancel, kPaired}));
-
-        rig->ClearTrace();
-        Person closes;
-        closes.Then("step 1", stepOne, [&] { one->close(); });
-        closes.Then("remote page", remoteShown, [&] { Click(remote->cancelButton); });
-        QCOMPARE(closes.Run([&] { return h.Execute(); }), -1);
-        Person cancels;
-        cancels.Then("step 1", stepOne, [&] { Click(one->buttonCancel); });
-        QCOMPARE(cancels.Run([&] { return h.Execute(); }), -1);
-        QVERIFY2(closes.failure.isEmpty() && cancels.failure.isEmpty(),
-                 qPrintable(closes.failure + cancels.failure));
-        QCOMPARE(rig->Received(), (QStringList{kPaired, kPaired}));
-
-        rig->ClearTrace();
-        Person stops;
-        Choose(stops, h, true);
-        stops.Then("searching", searching, [&] { Click(search->buttonStopSearch); });
-        stops.Then(
-            "the stop repeated",
-            [&] {
-                return rig->Received().count(kCancel) >= 3 &&
-                       search->buttonSearchAgain->isEnabled();
-            },
-            [&] { Click(search->buttonSearchAgain); });
-        stops.Then("searching again", searching, [&] { search->close(); });
-        QCOMPARE(stops.Run([&] { return h.Execute(); }), -1);
-        QVERIFY2(stops.failure.isEmpty(), qPrintable(stops.failure));
-        QVERIFY(!search->isVisible());
-        const QStringList frames = rig->Received();
-        QCOMPARE(frames.mid(frames.size() - 3), (QStringList{kStart, kCancel, kPaired}));
-        QCOMPARE(frames.count(kStart), 2);
-    }
-
-    // The module goes away while the remote page waits: Cancel cannot get the
-    // cancelled report, and the wizard still ends instead of waiting for it.
-    void abortEndsWhenThePortGoesAway() {
-        auto rig = Module({"--pairing", "complete@5000"});
-        QVERIFY(rig);
-        PairHandler h;
-        h.SetCommunicator(rig->form->comm.get());
-        TformPairRemote2* f = h.formPairRemote2;
-        Person p;
-        Choose(p, h, false);
-        Pair(p, f, "2468", "Waiting for remote device to pair");
-        p.Then(
-            "module gone, Cancel", [] { return true; },
-            [&] {
-                rig->sim.Stop();
-                Click(f->cancelButton);
-            });
-        QCOMPARE(p.Run([&] { return h.Execute(); }), -1);
-        QVERIFY2(p.failure.isEmpty(), qPrintable(p.failure));
-        QVERIFY(!f->isVisible());
+            Pair(p, f, "2468", "Waiting for remote device to pair");
+            if (row.shown.isEmpty())
+                p.Then(
+                    "Cancel while waiting", [] { return true; }, [&] { Click(f->cancelButton); });
+            else
+                Outcome(p, f, row.shown, complete);
+            PairFromThePage(p, complete ? "3c 4d 5e 6f 70 81" : "Device not paired");
+            QVERIFY(!f->isVisible());
+            QStringList frames = rig->Received();
+            QCOMPARE(frames.value(0), "63 04 32 34 36 38");
+            frames.removeFirst();
+            if (row.shown.isEmpty()) QCOMPARE(frames.takeFirst(), kCancel);
+            // The paired address: asked on the way out (and, after success, while
+            // the page shows it).
+            QCOMPARE(frames.count(kPaired), frames.size());
+            QVERIFY(complete ? frames.size() >= 2 : frames.size() == 1);
+        }
     }
 };
 

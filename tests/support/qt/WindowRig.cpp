@@ -13,6 +13,7 @@
 #include <QTemporaryDir>
 #include <QTest>
 #include <QTreeWidget>
+#include <map>
 
 namespace {
 
@@ -73,13 +74,17 @@ WindowRig::WindowRig(const std::vector<std::string>& simArgs) : sim(simArgs) {
     };
     seams.quit = [this](int status) { quitStatus = status; };
 
-    // Error reports are modal: read what they show, then press OK.
+    // Error reports are modal: read what they show, press Help twice (the topic
+    // of the failure, then that of its control), then OK.
     errorWatch.setInterval(10);
     QObject::connect(&errorWatch, &QTimer::timeout, [this] {
         auto* report = qobject_cast<TErrorForm*>(QApplication::activeModalWidget());
         if (report == nullptr) return;
+        const qsizetype before = helpRequests.size();
+        report->HelpButton->click();
+        report->HelpButton->click();
         errors.push_back({report->windowTitle(), report->LabelError->text(),
-                          report->Description->toPlainText()});
+                          report->Description->toPlainText(), helpRequests.mid(before)});
         report->OkButton->click();
     });
     errorWatch.start();
@@ -111,9 +116,22 @@ bool WindowRig::StartAndRead() {
            errors.empty() && !form->noModule;
 }
 
-QStringList WindowRig::Received() const {
+bool WindowRig::Plug(const std::vector<std::string>& simArgs) {
+    form->serPort.Close();
+    plugged = std::make_unique<SimServer>(simArgs);
+    std::string error;
+    if (!plugged->Start(&error)) qWarning("virtual module did not start: %s", error.c_str());
+    PortTable::Set({plugged->DevicePath()});
+    if (form->serPort.Open() != 0) return false;
+    errors.clear();
+    questions.clear();
+    form->readConfig->click();
+    return errors.empty() && Received().contains("42 00");
+}
+
+QStringList WindowRig::Received() {
     QStringList frames;
-    for (const std::string& line : sim.TraceLines())
+    for (const std::string& line : Module().TraceLines())
         if (line.compare(0, 5, "recv ") == 0) frames << QString::fromStdString(line.substr(5));
     return frames;
 }
@@ -214,45 +232,19 @@ void ClickRow(QTreeWidget* list, int row) {
     QTest::mouseClick(list->viewport(), Qt::LeftButton, {}, list->visualItemRect(item).center());
 }
 
-void ClickEmptySpace(QTreeWidget* list) {
-    QTest::mouseClick(list->viewport(), Qt::LeftButton, {},
-                      QPoint(20, list->viewport()->height() - 4));
-}
-
 void Keys(QWidget* widget, const QString& keys) {
+    // The keys that are not their own character: the key, and the text it gives.
+    static const std::map<char16_t, std::pair<Qt::Key, QString>> special = {
+        {u'\b', {Qt::Key_Backspace, "\b"}}, {0x7f, {Qt::Key_Delete, "\x7f"}},
+        {u'\t', {Qt::Key_Tab, "\t"}},       {u'\r', {Qt::Key_Return, "\r"}},
+        {0x2190, {Qt::Key_Left, ""}},       {0x2192, {Qt::Key_Right, ""}},
+        {0x21e4, {Qt::Key_Home, ""}},       {0x21e5, {Qt::Key_End, ""}},
+        {0x21b9, {Qt::Key_Backtab, "\t"}}};
     for (const QChar c : keys) {
-        Qt::Key key = Qt::Key(c.toUpper().unicode());
-        QString text = c;
-        switch (c.unicode()) {
-        case '\b':
-            key = Qt::Key_Backspace;
-            break;
-        case 0x7f:
-            key = Qt::Key_Delete;
-            break;
-        case '\t':
-            key = Qt::Key_Tab;
-            break;
-        case '\r':
-            key = Qt::Key_Return;
-            break;
-        case 0x2190:
-            key = Qt::Key_Left, text.clear();
-            break;
-        case 0x2192:
-            key = Qt::Key_Right, text.clear();
-            break;
-        case 0x21e4:
-            key = Qt::Key_Home, text.clear();
-            break;
-        case 0x21e5:
-            key = Qt::Key_End, text.clear();
-            break;
-        case 0x21b9:
-            key = Qt::Key_Backtab, text = "\t";
-            break;
-        }
-        // Keys go where the focus is once a Tab has moved it.
+        const auto it = special.find(c.unicode());
+        const Qt::Key key = it != special.end() ? it->second.first : Qt::Key(c.toUpper().unicode());
+        const QString text = it != special.end() ? it->second.second : QString(c);
+        // Shift+Tab goes where the focus is once a Tab has moved it.
         QWidget* target = key == Qt::Key_Backtab ? QApplication::focusWidget() : widget;
         QTest::sendKeyEvent(QTest::Click, target ? target : widget, key, text,
                             key == Qt::Key_Backtab ? Qt::ShiftModifier : Qt::NoModifier);
@@ -265,10 +257,10 @@ void Type(QLineEdit* edit, const QString& keys) {
     Keys(edit, "\b" + keys);
 }
 
-QString Hex(const QByteArray& bytes) {
-    return QString::fromLatin1(bytes.toHex(' '));
+RowName::~RowName() {
+    if (QTest::currentTestFailed()) qWarning("in the row \"%s\"", qPrintable(name));
 }
 
-QString Hex(const std::array<uint8_t, 6>& a) {
-    return Hex(QByteArray(reinterpret_cast<const char*>(a.data()), int(a.size())));
+QString Hex(const QByteArray& bytes) {
+    return QString::fromLatin1(bytes.toHex(' '));
 }

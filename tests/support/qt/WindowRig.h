@@ -1,7 +1,7 @@
 // The program's windows on a virtual module served on a pseudo-terminal in this
 // process, and a person working them: the main window's start-up dialogs and
 // questions are answered from queues, help and web requests are recorded, every
-// error report is read and closed, and the person clicks and types with the
+// error report is read, its Help pressed, and closed, and the person clicks and types with the
 // mouse and keys the window system would deliver.
 #pragma once
 
@@ -23,9 +23,10 @@ class QLineEdit;
 class QPushButton;
 class QTreeWidget;
 
-// What an error report showed before the rig closed it.
+// What an error report showed, and the help topics its Help button opened.
 struct ShownError {
     QString caption, headline, description;
+    QList<int> help;
 };
 
 class WindowRig {
@@ -60,12 +61,31 @@ class WindowRig {
     bool StartAndRead();
     // Shows the window and waits until the program asks to end (no module).
     bool StartUntilQuit();
+    // Puts a new virtual module with these options on the window's port in place
+    // of the one before and reads it with read-all (the question it may ask
+    // answered OK); false when that failed. Starts each row of a table afresh
+    // without a new window.
+    bool Plug(const std::vector<std::string>& simArgs);
+    // The module on the port: the one plugged in last, else `sim`.
+    SimServer& Module() { return plugged ? *plugged : sim; }
     // The frames the module received, as "1c 00", in order.
-    QStringList Received() const;
-    void ClearTrace() { sim.ClearTrace(); }
+    QStringList Received();
+    void ClearTrace() { Module().ClearTrace(); }
 
   private:
+    std::unique_ptr<SimServer> plugged;
     QTimer errorWatch;
+};
+
+// Names the row of a table in the output when a check inside it fails:
+// `RowName name(row.name);` at the top of the row's loop.
+class RowName {
+  public:
+    explicit RowName(const QString& name) : name(name) {}
+    ~RowName();
+
+  private:
+    QString name;
 };
 
 // The General page as a person reads it: "NVM-220 | 2007.01.13-01 | 3.02 |
@@ -112,7 +132,6 @@ class Person : public QObject {
 // A person's mouse.
 void Click(QWidget* button);
 void ClickRow(QTreeWidget* list, int row);
-void ClickEmptySpace(QTreeWidget* list);
 
 // A person's keys, each pressed and released with the text the window system
 // gives it: a character its own, '\b' Backspace, '\x7f' Delete, '\t' Tab, '\r'
@@ -126,7 +145,6 @@ void Type(QLineEdit* edit, const QString& keys);
 
 // "4e 56 4d": bytes as the trace writes them.
 QString Hex(const QByteArray& bytes);
-QString Hex(const std::array<uint8_t, 6>& address);
 
 // The test classes of window_tests, each registered by its file under its name.
 int RegisterTest(const char* name, std::function<QObject*()> make);
