@@ -29,83 +29,10 @@ const std::string kReads =
              "f3 00, f5 00, f6 00";
 const std::string kIdentity = "NVM-220 (Bluetooth address 02 4e 56 4d 00 03)";
 
-// A module (code3-3.02) whose every setting differs from what it starts with.
-const std::string kRichState = "device_name Line 4 Scanner\nservice_name COM Bridge\n"
-                               "passkey K3y9\nlocal_address 0a 1b 2c 3d 4e 5f\ndevice_mode 2\n"
-                               "serial 10 1 2 7 2\nuser_baudrate 1 4103\nsecurity 1 1 1\n"
-                               "connect_address 00 1b dc 0f 52 a7\n"
-                               "accepted_address 02 11 22 33 44 55\n"
-                               "paired_address 06 a1 b2 c3 d4 e5\n"
-                               "inquiry_scan 1000 50\npage_scan 800 40\n"
-                               "tx_power_d2 -7\ntx_power_d4 12\nsniff 800 400 4 1\npark 300 200\n"
-                               "sco 1 128\noutput_gain 9\ninput_gain 3\nperformance 1\n"
-                               "class_of_device 00 5a 02 0c\nemulation 1\nlink_timeout 4003\n"
-                               "qos 1 00 0f 42 3f\n";
-
-// What the window saves for that module. The last section ends without blank lines.
-const std::string kRichFile = "# Configuration file saved by Norvane Configuration Software "
-                              "3.01\r\n\r\n\r\n"
-                              "# Name and information parameters\r\n"
-                              "Bluetooth Device Name: Line 4 Scanner\r\n"
-                              "Bluetooth Service Name: COM Bridge\r\n"
-                              "Product ID: NVM-220\r\n"
-                              "Article number: NVM220-302-A1\r\n"
-                              "Hardware version: 2007.01.13-01\r\n"
-                              "Software version: 3.02\r\n"
-                              "Bluetooth Address: 0a 1b 2c 3d 4e 5f\r\n\r\n\r\n"
-                              "# Serial port settings\r\n"
-                              "Serial baudrate: 921600\r\n"
-                              "Serial parity: Even\r\n"
-                              "Serial databits: 7\r\n"
-                              "Serial stopbits: 2\r\n"
-                              "Serial flow control: On\r\n"
-                              "User defined baudrate: Yes\r\n"
-                              "Value user define baudrate: 4103\r\n\r\n\r\n"
-                              "# Device mode\r\n"
-                              "Device mode: Endpoint\r\n\r\n\r\n"
-                              "# Endpoint settings\r\n"
-                              "Endpoint Security mode: Require passkey\r\n"
-                              "Accepted address: 02 11 22 33 44 55\r\n"
-                              "Require encryption when require pincode: Yes\r\n"
-                              "Passkey: K3y9\r\n"
-                              "Require encryption when paired: Yes\r\n"
-                              "Device paired with: 06 a1 b2 c3 d4 e5\r\n\r\n\r\n"
-                              "# Connecting settings\r\n"
-                              "Connecting security mode: Connect to paired device\r\n"
-                              "Connect to address: 00 1b dc 0f 52 a7\r\n"
-                              "Require encryption when connecting paired: Yes\r\n\r\n\r\n"
-                              "# Scan and Output power settings\r\n"
-                              "Inquiry scan enabled: Yes\r\n"
-                              "Inquiry scan interval: 1000\r\n"
-                              "Inquiry scan window: 50\r\n"
-                              "Page scan enabled: Yes\r\n"
-                              "Page scan interval: 800\r\n"
-                              "Page scan window: 40\r\n"
-                              "Max TX Power: 12\r\n"
-                              "Default TX Power: -7\r\n\r\n\r\n"
-                              "# Power save settings\r\n"
-                              "Sniff mode enabled: Yes\r\n"
-                              "Sniff max interval: 800\r\n"
-                              "Sniff min interval: 400\r\n"
-                              "Sniff attempt: 4\r\n"
-                              "Sniff timeout: 1\r\n"
-                              "Park mode enabled: Yes\r\n"
-                              "Park max interval: 300\r\n"
-                              "Park min interval: 200\r\n\r\n\r\n"
-                              "# SCO Connection settings\r\n"
-                              "SCO Connection enabled: Yes\r\n"
-                              "SCO Packet type: HV3\r\n"
-                              "Codec input gain: 3\r\n"
-                              "Codec output gain: 9\r\n\r\n\r\n"
-                              "# Other settings\r\n"
-                              "Emulate serial handshake: Yes\r\n"
-                              "Emulate serial type: DTE\r\n"
-                              "Class of device: 5898764\r\n"
-                              "Performance optimazation: Throughput\r\n"
-                              "Link timeout enabled: Yes\r\n"
-                              "Link timeout value: 4003\r\n"
-                              "Quality of service mode: Best effort\r\n"
-                              "Quality of service latency: 999999\r\n";
+// A module (code3-3.02) whose every setting differs from what it starts with,
+// and the file the window saves for it (tests/cli/rich.state and rich.bcf).
+const std::string kRichState = Slurp(BTCONF_TEST_DATA "/rich.state");
+const std::string kRichFile = Slurp(BTCONF_TEST_DATA "/rich.bcf");
 
 // The text with each `from` replaced in turn; a `from` that is not there spoils
 // the text, so that the comparison it is made for fails.
@@ -405,55 +332,35 @@ TEST(Pair, ReportsTheOutcomeAndThePairedAddress) {
     const std::string started = kProbe + ", 64 0b 00 1b dc 0f 52 a7 4b 33 79 39 21";
     const std::string paired = "Paired with 00 1b dc 0f 52 a7\n";
     const struct {
-        const char* pairing; // nvmsim's --pairing
-        Lines args;          // after the device
+        const char *pairing, *address; // nvmsim's --pairing; no address: wait-pair
+        std::string options;
         int status;
         std::string shown, heard; // shown: standard output on success, else standard error
     } cases[] = {
-        {"complete@50",
-         {"00:1b:dc:0f:52:a7", "--passkey", "K3y9!"},
-         0,
-         paired,
-         started + ", 62 00"},
-        {"complete@50", {"001BDC0F52A7", "--passkey=K3y9!"}, 0, paired, started + ", 62 00"},
-        {"timeout@50",
-         {"00 1b dc 0f 52 a7", "--passkey", "K3y9!"},
-         7,
-         "btconf-cli: Pairing failed due to timeout\n",
+        {"complete@50", "00:1b:dc:0f:52:a7", "--passkey K3y9!", 0, paired, started + ", 62 00"},
+        {"complete@50", "001BDC0F52A7", "--passkey=K3y9!", 0, paired, started + ", 62 00"},
+        {"timeout@50", "00 1b dc 0f 52 a7", "--passkey K3y9!", 7,
+         "btconf-cli: Pairing failed due to timeout\n", started},
+        {"failed@50", "001bdc0f52a7", "--passkey K3y9!", 7, "btconf-cli: Pairing failed\n",
          started},
-        {"failed@50",
-         {"001bdc0f52a7", "--passkey", "K3y9!"},
-         7,
-         "btconf-cli: Pairing failed\n",
-         started},
-        {"error@50",
-         {"001bdc0f52a7", "--passkey", "K3y9!"},
-         7,
-         "btconf-cli: Pairing error\n",
-         started},
+        {"error@50", "001bdc0f52a7", "--passkey K3y9!", 7, "btconf-cli: Pairing error\n", started},
         // No outcome within the limit: the pairing is aborted and the module cancels it.
-        {"complete@600000",
-         {"001bdc0f52a7", "--passkey", "K3y9!", "--time-limit", "1"},
-         7,
+        {"complete@600000", "001bdc0f52a7", "--passkey K3y9! --time-limit 1", 7,
          "btconf-cli: No pairing outcome within 1 second\nbtconf-cli: Pairing canceled\n",
          started + ", 80 00"},
-        // Without an address the module waits for the remote side (the first device it knows).
-        {"complete@50",
-         {"--passkey", "0123456789abcdef"},
-         0,
-         "Paired with 02 1a 7d 3c 11 01\n",
+        // The module waits for the remote side (the first device it knows).
+        {"complete@50", nullptr, "--passkey 0123456789abcdef", 0, "Paired with 02 1a 7d 3c 11 01\n",
          kProbe + ", 63 10 30 31 32 33 34 35 36 37 38 39 61 62 63 64 65 66, 62 00"},
-        {"error@50",
-         {"--passkey", "12"},
-         7,
-         "btconf-cli: Pairing error\n",
+        {"error@50", nullptr, "--passkey 12", 7, "btconf-cli: Pairing error\n",
          kProbe + ", 63 02 31 32"},
     };
     for (const auto& c : cases) {
-        SCOPED_TRACE(testing::PrintToString(c.args) + c.pairing);
+        SCOPED_TRACE(c.options + " " + c.pairing);
         ModuleRig module({"--pairing", c.pairing});
-        Lines command{c.args[0].rfind("--", 0) == 0 ? "wait-pair" : "pair", module.device};
-        command.insert(command.end(), c.args.begin(), c.args.end());
+        Lines command =
+            c.address ? Lines{"pair", module.device, c.address} : Lines{"wait-pair", module.device};
+        for (const std::string& option : Options(c.options))
+            command.push_back(option);
         const Ran o = Cli(command);
         EXPECT_EQ(o.status, c.status);
         EXPECT_EQ(o.out + o.err, c.shown);

@@ -90,12 +90,6 @@ TEST(OtherValidate, LatencyIsCheckedOnlyWithTheFeatureAndAModeOn) {
     }
 }
 
-std::string Section(const OtherSettings& s) {
-    std::ostringstream out;
-    s.SaveToFile(out);
-    return out.str();
-}
-
 TEST(OtherFile, SectionFollowsTheHeldValues) {
     OtherSettings s;
     EXPECT_EQ(Section(s), ""); // not available

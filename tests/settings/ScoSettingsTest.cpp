@@ -29,12 +29,6 @@ void Hold(ScoSettings& s, const char* flags, const char* values) {
         s.inputGainMax >> s.inputGain;
 }
 
-std::string Section(const ScoSettings& s) {
-    std::ostringstream out;
-    s.SaveToFile(out);
-    return out.str();
-}
-
 const std::string kOff = "# SCO Connection settings\nSCO Connection enabled: No\n\n\n";
 
 TEST(ScoDevice, NoGainGoesOutThatTheModuleHasNoControlFor) {

@@ -11,12 +11,6 @@
 
 namespace {
 
-std::string Section(const SerSettings& s) {
-    std::ostringstream out;
-    s.SaveToFile(out);
-    return out.str();
-}
-
 TEST(SerFile, TheHighestSpeedAndValuesOutsideTheTables) {
     SerSettings s;
     s.userDefinedSupported = 1;

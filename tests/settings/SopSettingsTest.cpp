@@ -93,21 +93,16 @@ TEST(SopValidate, ChecksInTheirOrderWithHelpContextZero) {
 TEST(SopFile, SectionOnlyWhileAvailable) {
     SopSettings s;
     Set(s, "0 1000 50 | 0 800 40 | 8 -12");
-    auto section = [&s] {
-        std::ostringstream out;
-        s.SaveToFile(out);
-        return out.str();
-    };
-    EXPECT_EQ(section(), "");
+    EXPECT_EQ(Section(s), "");
     s.available = 1;
     // An edit of a scan that is off takes no value.
     s.Edited(Edit::InqScanWind, "7");
     s.Edited(Edit::PageScanInt, "7");
     s.inquiryScanEnabled = s.pageScanEnabled = 1;
-    EXPECT_EQ(section(), "# Scan and Output power settings\nInquiry scan enabled: Yes\n"
-                         "Inquiry scan interval: 1000\nInquiry scan window: 50\n"
-                         "Page scan enabled: Yes\nPage scan interval: 800\nPage scan window: 40\n"
-                         "Max TX Power: 8\nDefault TX Power: -12\n\n\n");
+    EXPECT_EQ(Section(s), "# Scan and Output power settings\nInquiry scan enabled: Yes\n"
+                          "Inquiry scan interval: 1000\nInquiry scan window: 50\n"
+                          "Page scan enabled: Yes\nPage scan interval: 800\nPage scan window: 40\n"
+                          "Max TX Power: 8\nDefault TX Power: -12\n\n\n");
 }
 
 TEST(SopFile, LoadTakesWordsAndNumbersButNeverMinusOne) {

@@ -39,17 +39,21 @@ inline std::string Seen(const Failure& f) {
 
 // What a failed read or write of the command with error number `code` shows.
 inline std::string CommSeen(bool write, unsigned code, const std::string& reason, int help = 0) {
-    Failure f;
-    f.category = "communication";
-    f.headline = write ? "Could not write parameter" : "Could not read parameter";
-    f.errorCode = code;
-    f.helpContext = help;
-    f.description = {write ? "A communication error occured when writing information to the "
-                             "device."
-                           : "A communication error occured when reading information from the "
-                             "device.",
-                     "The reason was: " + reason};
-    return Seen(f);
+    char head[48];
+    std::snprintf(head, sizeof head, "communication (0x%x, help %d): ", code, help);
+    return head +
+           std::string(write ? "Could not write parameter | A communication error occured "
+                               "when writing information to the device."
+                             : "Could not read parameter | A communication error occured "
+                               "when reading information from the device.") +
+           " | The reason was: " + reason;
+}
+
+// A group's section of the configuration file.
+template <class Group> std::string Section(const Group& group) {
+    std::ostringstream out;
+    group.SaveToFile(out);
+    return out.str();
 }
 
 // A module state file for nvmsim's --state, in the test's temporary folder.
