@@ -133,6 +133,10 @@ TEST(ModuleSettings, EachGroupSavesWhatTheModuleAnsweredAndSendsWhatItHolds) {
          "Inquiry scan enabled: Yes\nInquiry scan interval: 100\nInquiry scan window: 40\n"
          "Page scan enabled: No\nMax",
          "c5 c7", "c5 04 00 64 00 28, c7 04 00 00 00 00"},
+        // The highest speed, the longest scan and the lowest power go out as they are.
+        {"", "serial 11 0 0 8 1\ninquiry_scan 4096 18\npage_scan 4096 4096\ntx_power_d2 -90\n", "",
+         "Serial baudrate: 1382400\n", "15 c5 c7 d3",
+         "15 05 0b 00 00 08 01, c5 04 10 00 00 12, c7 04 10 00 10 00, d3 02 ff a6"},
         // This module takes 4 dBm at the highest and -30 at the lowest, and answers what it took.
         {"--profile code1-3.00", "", "Max TX Power: 12\nDefault TX Power: -50\n",
          "Max TX Power: 4\nDefault TX Power: -30\n", "d5 d3", "d5 02 00 0c, d3 02 ff ce"},

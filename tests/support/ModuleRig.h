@@ -5,6 +5,7 @@
 #pragma once
 
 #include "Communicator.h"
+#include "Compare.h" // found beside this header, before the settings library's own Compare.h
 #include "SettingsGroup.h"
 #include "SimServer.h"
 #include "mSerial.h"
