@@ -101,11 +101,12 @@ TEST(ModuleSettings, EachGroupSavesWhatTheModuleAnsweredAndSendsWhatItHolds) {
          "13 17 67", "13 01 01, 17 06 00 1b dc 0f 52 a7, 67 03 00 00 00"},
         {"", co + "security 2 1 0\n", "", "Connect to paired device\n", "13 17 67",
          "13 01 01, 67 03 00 01 00"},
-        // No authentication whatever the others say; an all-zero address allows all.
+        // No authentication whatever the others say; allowing all sends an all-zero address.
         {"", ep + "security 1 0 1\naccepted_address 02 11 22 33 44 55\n", "",
          "Endpoint Security mode: No authentication\nAccepted address: 02 11 22 33 44 55\n",
          "13 19 69 67", "13 01 02, 19 06 02 11 22 33 44 55, 67 03 00 00 00"},
-        {"", "", "", "Accepted address: Allow all\n", "19", "19 06 00 00 00 00 00 00"},
+        {"", "accepted_address 02 11 22 33 44 55\n", "Accepted address: Allow all\n",
+         "Accepted address: Allow all\n", "19", "19 06 00 00 00 00 00 00"},
         {"", ep + "security 2 1 2\n", "",
          "Endpoint Security mode: Require paired device\nAccepted address: Allow all\n"
          "Require encryption when require pincode: No\n",
