@@ -100,9 +100,6 @@ TEST(OtherFile, SectionFollowsTheHeldValues) {
     const std::string middle = "Class of device: 5898764\nPerformance optimazation: Throughput\n"
                                "Link timeout enabled: Yes\nLink timeout value: 19200\n";
     const std::tuple<int, int, int, std::string> cases[] = {
-        {1, 1, 1,
-         "Emulate serial type: DTE\n" + middle +
-             "Quality of service mode: Best effort\nQuality of service latency: 999999\n"},
         {0, 0, 1, "Emulate serial type: DCE\n" + middle + "Quality of service mode: Disabled\n"},
         {3, 3, 1, middle},                                // outside the tables: no line
         {2, 2, 0, "Emulate serial type: DCE\n" + middle}, // emulation needs no feature
