@@ -43,24 +43,33 @@ TEST(ModuleSettings, ReadAllVisitsTheGroupsTheModuleHasAndStopsAtTheFirstFailure
         // other: quality of service, emulation; audio: A, B, C; availability
         // of the advanced groups
         std::string flags, progress;
+        // whether the endpoint's accept address and the connecting address
+        // still show an empty edit: until the address is read
+        const char* empty;
     } cases[] = {
         {"", "40 41 1c 1e 42 14 d8" + advanced + " d6 c2 da f0 f2 f3 f5 f6", -1, "110 1 11 111 1",
-         "sm7sssssrssssssssssssssssssssssss"},
-        {"--profile code1-2.10", "40 1c 1e 42 14" + modes, -1, "000 0 00 000 0", "ssssssssssss"},
+         "sm7sssssrssssssssssssssssssssssss", "00"},
+        {"--profile code1-2.10", "40 1c 1e 42 14" + modes, -1, "000 0 00 000 0", "ssssssssssss",
+         "00"},
         {"--profile code5-3.00", "40 41 1c 1e 42 14 d8" + advanced + " c2", -1, "101 1 00 001 1",
-         "sm7sssssrsssssssssssssssss"},
-        {"--fault status:0x14=254", "40 41 1c 1e 42 14", 1, "110 1 11 111 1", "sm7ssss"},
-        {"--fault silent:0x1e", "40 41 1c 1e", 0, "000 0 00 000 0", "sm7ss"},
+         "sm7sssssrsssssssssssssssss", "00"},
+        {"--fault status:0x14=254", "40 41 1c 1e 42 14", 1, "110 1 11 111 1", "sm7ssss", "11"},
+        {"--fault silent:0x1e", "40 41 1c 1e", 0, "000 0 00 000 0", "sm7ss", "11"},
         {"--fault status:0x68=255", "40 41 1c 1e 42 14 d8 12 62 18 66 68", 2, "110 1 11 111 1",
-         "sm7sssssrssss"},
+         "sm7sssssrssss", "01"},
         {"--fault status:0x16=255", "40 41 1c 1e 42 14 d8 12 62 18 66 68 12 62 16", 3,
-         "110 1 11 111 1", "sm7sssssrsssssss"},
+         "110 1 11 111 1", "sm7sssssrsssssss", "01"},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(c.options);
-        ModuleRig rig(Options(c.options));
+        std::vector<std::string> options = Options(c.options);
+        options.insert(options.end(),
+                       {"--state", StateFile("accepted_address 02 11 22 33 44 55\n")});
+        ModuleRig rig(options);
         ModuleSettings m;
         rig.Attach(m);
+        m.endpoint.allowAll = 1; // chosen before: a read never clears it
+        m.endpoint.acceptEditEmpty[2] = m.connecting.connectEditEmpty[0] = true;
         int afterGeneral = 0;
         Failure failure;
         const SettingsGroup* failed = m.ReadAll(failure, [&] {
@@ -82,6 +91,10 @@ TEST(ModuleSettings, ReadAllVisitsTheGroupsTheModuleHasAndStopsAtTheFirstFailure
         const bool allAvailable =
             m.powerSave.available && m.scanPower.available && m.other.available && m.sco.available;
         EXPECT_EQ(flags + (allAvailable ? "1" : "0"), c.flags);
+        EXPECT_EQ(std::to_string(m.endpoint.acceptEditEmpty[2]) +
+                      std::to_string(m.connecting.connectEditEmpty[0]) +
+                      std::to_string(m.endpoint.allowAll),
+                  std::string(c.empty) + "1");
     }
 }
 
