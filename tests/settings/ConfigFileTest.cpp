@@ -2,6 +2,7 @@
 // survives a failed save, what a load refuses to read, and which value the key
 // lookup finds in hand-edited, odd or damaged files.
 #include "ConfigFile.h"
+#include "ModuleRig.h" // Slurp
 
 #include <gtest/gtest.h>
 
@@ -9,7 +10,6 @@
 #include <csignal>
 #include <filesystem>
 #include <fstream>
-#include <sstream>
 #include <sys/resource.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -40,12 +40,6 @@ struct TempDir {
     }
     std::string path;
 };
-
-std::string Slurp(const std::string& path) {
-    std::stringstream text;
-    text << std::ifstream(path, std::ios::binary).rdbuf();
-    return text.str();
-}
 
 TEST(ConfigFile, SaveNameAddsTheExtensionCaseSensitivelyToNamesLongerThanFour) {
     std::string saved;

@@ -1,7 +1,8 @@
-// The Power save group: sniff and park against the virtual module, the fixed
-// order of the checks, the file section and what a load takes back.
+// The Power save group: the fixed order of its checks and what a load takes
+// back. (Its frames, failures and saved lines are checked with all groups in
+// ModuleSettingsTest and tests/cli.)
 #include "PsSettings.h"
-#include "DeviceRig.h"
+#include "ModuleRig.h"
 
 #include <gtest/gtest.h>
 
@@ -42,49 +43,6 @@ PsSettings Made(const char* held) {
 // Values a module or a file gave before, each field its own.
 const char* const kBefore = "s0 11 12 13 14 EEEE p0 21 22 EE";
 const char* const kValid = "s1 800 400 4 1 NNNN p1 300 200 NN";
-
-// Each case reads the module and, when it lists a write, writes back what it read.
-TEST(PsDevice, ReadsAndWritesEachModeOrStopsWithItsNumberAndHelp) {
-    const std::string on = StateFile("sniff 800 400 4 1\npark 300 200\n");
-    const std::string read = "c8 00, ca 00", sent = read + ", c9 08 03 20 01 90 00 04 00 01";
-    const struct {
-        std::string state, fault, heard, progress;
-        const char *after, *reason = nullptr;
-        int code = 0, help = 0;
-    } cases[] = {
-        {on, "", sent + ", cb 04 01 2c 00 c8", "sssrsr", kValid},
-        // All fields zero: the mode is off, keeps what it held and goes out as zeros.
-        {StateFile("sniff 0 0 0 0\npark 0 0\n"), "",
-         read + ", c9 08 00 00 00 00 00 00 00 00, cb 04 00 00 00 00", "sssrsr", kBefore},
-        // One field not zero: the mode is on (such values go back only after an edit).
-        {StateFile("sniff 0 0 0 9\npark 0 7\n"), "", read, "ss", "s1 0 0 0 9 NNNN p1 0 7 NN"},
-        {on, "status:0xc8=255", "c8 00", "", kBefore, "Status error - Command error", 0x1c8, 456},
-        // What the sniff read took stays when the park read fails.
-        {on, "silent:0xca", read, "s", "s1 800 400 4 1 NNNN p0 21 22 EE", "Communication timeout",
-         0x1ca, 458},
-        {on, "status:0xc9=253", sent, "ss", kValid, "Status error - Command invalid parameter",
-         0x2c9, 713},
-        {on, "opcode:0xcb=0xc9", sent + ", cb 04 01 2c 00 c8", "sssr", kValid,
-         "Got invalid response", 0x2cb, 715},
-    };
-    for (const auto& c : cases) {
-        // --seed changes nothing here: it stands where a case has no fault.
-        DeviceRig rig({"--state=" + c.state, c.fault.empty() ? "--seed=1" : "--fault=" + c.fault});
-        PsSettings s = Made(kBefore);
-        rig.Attach(s);
-        Failure failure;
-        int result = s.ReadFromDevice(failure);
-        const bool write = result == 1 && c.heard.find("c9") != std::string::npos;
-        if (write) result = s.WriteToDevice(failure);
-        EXPECT_EQ(std::to_string(result) + " / " + rig.Heard() + " / " + rig.progress.calls +
-                      " / " + Held(s),
-                  (c.reason ? "-1 / " : "1 / ") + c.heard + " / " + c.progress + " / " + c.after);
-        if (!c.reason) continue;
-        std::string expected = CommSeen(write, c.code, c.reason); // with the command's help topic
-        expected.replace(expected.find("help 0"), 6, "help " + std::to_string(c.help));
-        EXPECT_EQ(Seen(failure), expected);
-    }
-}
 
 TEST(PsValidate, ParkFirstThenSniffInTheirFixedOrder) {
     const auto seen = [](std::string mode, std::string field, std::string rest = "",
@@ -131,25 +89,8 @@ TEST(PsValidate, ParkFirstThenSniffInTheirFixedOrder) {
     }
 }
 
-TEST(PsFile, SectionHasOnlyTheNoLineOfAModeThatIsOff) {
-    const std::pair<const char*, const char*> cases[] = {
-        {"s1 11 12 13 14 NNNN p0 21 22 EE",
-         "# Power save settings\nSniff mode enabled: Yes\nSniff max interval: 11\n"
-         "Sniff min interval: 12\nSniff attempt: 13\nSniff timeout: 14\nPark mode enabled: "
-         "No\n\n\n"},
-        {"s0 11 12 13 14 EEEE p1 21 22 NN", "# Power save settings\nSniff mode enabled: No\n"
-                                            "Park mode enabled: Yes\nPark max interval: 21\n"
-                                            "Park min interval: 22\n\n\n"},
-    };
-    for (const auto& [held, section] : cases) {
-        for (uint8_t available : {0, 1}) {
-            PsSettings s = Made(held);
-            s.available = available;
-            std::ostringstream out;
-            s.SaveToFile(out);
-            EXPECT_EQ(out.str(), available ? section : ""); // nothing while not available
-        }
-    }
+TEST(PsFile, NoSectionWhileNotAvailable) {
+    EXPECT_EQ(Section(Made(kValid)), "");
 }
 
 TEST(PsFile, LoadTakesYesNoAndNumbersAndKeepsTheRest) {
@@ -178,15 +119,9 @@ TEST(PsFile, LoadTakesYesNoAndNumbersAndKeepsTheRest) {
     };
     for (const auto& c : cases) {
         PsSettings s = Made(c.before);
-        TakenLines taken;
-        EXPECT_EQ(s.LoadFromFile(c.file, &taken), c.taken) << c.file;
+        EXPECT_EQ(s.LoadFromFile(c.file, nullptr), c.taken) << c.file;
         EXPECT_EQ(Held(s), c.after) << c.file;
         EXPECT_EQ(s.changed, c.taken > 0) << c.file;
-        if (c.file != full) continue;
-        std::string lines; // as they stood, without the carriage return
-        for (const std::string& line : taken)
-            lines += line + "\r\n";
-        EXPECT_EQ(lines, full);
     }
 }
 

@@ -1,53 +1,36 @@
-// The Serial port group: its file section and what a load takes back, the
-// user-defined speed rule, and reads and writes against the virtual module.
+// The Serial port group: the section's lines that only some values give, what a
+// load takes back, and the user-defined speed rule. (Its frames, failures and
+// ordinary saved lines are checked with all groups in ModuleSettingsTest and
+// tests/cli.)
 #include "SerSettings.h"
-#include "DeviceRig.h"
+#include "ModuleRig.h"
 
 #include <gtest/gtest.h>
 
-#include <iterator>
 #include <sstream>
 
 namespace {
 
-std::string Section(const SerSettings& s) {
-    std::ostringstream out;
-    s.SaveToFile(out);
-    return out.str();
-}
-
-TEST(SerFile, SectionHasTheUserDefinedLinesOnlyOnModulesThatHaveThem) {
+TEST(SerFile, TheHighestSpeedAndValuesOutsideTheTables) {
     SerSettings s;
-    s.speedIndex = 7;
-    s.flowControl = 1;
-    s.parity = 2;
-    s.dataBits = 7;
-    s.stopBits = 2;
-    s.userDefinedEnabled = 1;
-    s.userDefinedValue = 4096;
-    EXPECT_EQ(Section(s), "# Serial port settings\n"
-                          "Serial baudrate: 115200\n"
-                          "Serial parity: Even\n"
-                          "Serial databits: 7\n"
-                          "Serial stopbits: 2\n"
-                          "Serial flow control: On\n\n\n");
     s.userDefinedSupported = 1;
     s.speedIndex = 11;
     s.parity = 1;
-    s.flowControl = 0;
+    s.dataBits = 7;
+    s.stopBits = 2;
+    s.userDefinedValue = 4096;
     EXPECT_EQ(Section(s), "# Serial port settings\n"
                           "Serial baudrate: 1382400\n"
                           "Serial parity: Odd\n"
                           "Serial databits: 7\n"
                           "Serial stopbits: 2\n"
                           "Serial flow control: Off\n"
-                          "User defined baudrate: Yes\n"
+                          "User defined baudrate: No\n"
                           "Value user define baudrate: 4096\n\n\n");
     // Values the module reported outside the tables have no line.
     s.speedIndex = 12;
     s.parity = 3;
     s.flowControl = 2;
-    s.userDefinedEnabled = 0;
     EXPECT_EQ(Section(s), "# Serial port settings\n"
                           "Serial databits: 7\n"
                           "Serial stopbits: 2\n"
@@ -112,109 +95,6 @@ TEST(SerValidate, UserDefinedValueMustBeInRangeOnlyWhenEnabled) {
         EXPECT_EQ(s.Validate(failure), c.valid ? 1 : -1) << c.enabled << " " << c.value;
         EXPECT_EQ(c.valid ? "" : Seen(failure), c.valid ? "" : rule);
     }
-}
-
-TEST(SerDevice, ReadAndWriteSendTheFieldsInTheirOrderOrStopWithTheirNumbers) {
-    // Every field of the module's answer differs from the others.
-    const std::string state = StateFile("serial 7 1 2 7 2\nuser_baudrate 1 4103\n");
-    const struct {
-        std::vector<std::string> args;
-        bool supported, write;
-        int result;
-        std::string heard, progress, values;
-        unsigned code;
-        const char* reason;
-    } cases[] = {
-        {{"--state", state}, true, false, 1, "14 00, d8 00", "sr", "7 1 2 7 2 1 4103", 0, nullptr},
-        {{"--state", state}, false, false, 1, "14 00", "", "7 1 2 7 2 0 0", 0, nullptr},
-        {{"--fault", "status:0x14=255"},
-         true,
-         false,
-         -1,
-         "14 00",
-         "",
-         "0 0 0 0 0 1 77",
-         0x114,
-         "Status error - Command error"},
-        {{"--state", state, "--fault", "silent:0xd8"},
-         true,
-         false,
-         -1,
-         "14 00, d8 00",
-         "",
-         "7 1 2 7 2 1 77",
-         0x1d8,
-         "Communication timeout"},
-        {{}, true, true, 1, "15 05 06 01 02 07 02, d9 03 01 10 07", "sr", "", 0, nullptr},
-        {{}, false, true, 1, "15 05 06 01 02 07 02", "sr", "", 0, nullptr},
-        {{"--fault", "status:0x15=253"},
-         true,
-         true,
-         -1,
-         "15 05 06 01 02 07 02",
-         "",
-         "",
-         0x215,
-         "Status error - Command invalid parameter"},
-        {{"--fault", "opcode:0xd9=0x15"},
-         true,
-         true,
-         -1,
-         "15 05 06 01 02 07 02, d9 03 01 10 07",
-         "sr",
-         "",
-         0x2d9,
-         "Got invalid response"},
-    };
-    for (const auto& c : cases) {
-        DeviceRig rig(c.args);
-        SerSettings s;
-        rig.Attach(s);
-        s.userDefinedSupported = c.supported;
-        // Left from a module read before; a module without the setting clears it.
-        s.userDefinedEnabled = 1;
-        s.userDefinedValue = 77;
-        if (c.write) {
-            s.speedIndex = 6;
-            s.flowControl = 1;
-            s.parity = 2;
-            s.dataBits = 7;
-            s.stopBits = 2;
-            s.userDefinedEnabled = 1;
-            s.userDefinedValue = 4103;
-        }
-        Failure failure;
-        EXPECT_EQ(c.write ? s.WriteToDevice(failure) : s.ReadFromDevice(failure), c.result);
-        EXPECT_EQ(rig.Heard(), c.heard);
-        EXPECT_EQ(rig.progress.calls, c.progress);
-        if (!c.write) {
-            std::ostringstream values;
-            values << s.speedIndex << ' ' << s.flowControl << ' ' << s.parity << ' ' << s.dataBits
-                   << ' ' << s.stopBits << ' ' << s.userDefinedEnabled << ' ' << s.userDefinedValue;
-            EXPECT_EQ(values.str(), c.values);
-        }
-        EXPECT_EQ(c.reason ? Seen(failure) : "",
-                  c.reason ? CommSeen(c.write, c.code, c.reason) : "");
-    }
-
-    // User-defined off goes out as (0, 0); data bits of 9 from a file are refused
-    // before anything is sent.
-    DeviceRig rig({});
-    SerSettings s;
-    rig.Attach(s);
-    s.userDefinedSupported = 1;
-    s.speedIndex = 5;
-    s.dataBits = 8;
-    s.stopBits = 1;
-    s.userDefinedValue = 300;
-    Failure failure;
-    EXPECT_EQ(s.WriteToDevice(failure), 1);
-    EXPECT_EQ(rig.Heard(), "15 05 05 00 00 08 01, d9 03 00 00 00");
-    rig.server.ClearTrace();
-    s.dataBits = 9;
-    EXPECT_EQ(s.WriteToDevice(failure), -1);
-    EXPECT_EQ(rig.Heard(), "");
-    EXPECT_EQ(Seen(failure), CommSeen(true, 0x215, "Bad parameter"));
 }
 
 } // namespace
