@@ -99,7 +99,9 @@ void OtherSetHandler::UpdateControls() {
     optTp->setChecked(group.throughputOptimised != 0);
     optLa->setChecked(group.throughputOptimised == 0);
 
-    ShowClass(true);
+    // After a read or a load the value shows as the module's own digits.
+    codValueBox->setText(ClassText(group.classOfDevice));
+    ShowClass(false);
     const bool manual = group.manualClassOfDevice != 0;
     checkManCod->setChecked(manual);
     for (QWidget* w : std::initializer_list<QWidget*>{codValueBox, codValueLabel})

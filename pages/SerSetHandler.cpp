@@ -116,11 +116,15 @@ void SerSetHandler::ControlChanged(QObject* control) {
         return;
     }
     if (control == baudvalue) {
+        // The calculated speed follows at the next refresh, not every key.
         group.userDefinedValue = TypedValue();
-        ShowCalculatedSpeed();
     } else if (control == BaudrateBox) {
         const int index = BaudrateBox->currentIndex();
-        if (index < 0 || index == userDefinedItem) return;
+        if (index < 0) return;
+        if (index == userDefinedItem) {
+            group.changed = 1;
+            return;
+        }
         // Items map to their speed by their text.
         group.speedIndex = SerSettings::IndexOfSpeed(BaudrateBox->itemText(index).toLong());
         const bool wasUserDefined = group.userDefinedEnabled != 0;

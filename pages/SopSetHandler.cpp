@@ -54,6 +54,8 @@ SopSetHandler::SopSetHandler(SopSettings& group, ScanPowerPage* page)
         KeyFilter::Install(e, {KeyRule::DigitsAndMinus, power ? kPowerCharacters : kScanCharacters,
                                power});
     }
+    // The page shows what the group holds from the start, as the other pages do.
+    UpdateControls();
 }
 
 void SopSetHandler::UpdateControls() {

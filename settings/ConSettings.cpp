@@ -109,7 +109,8 @@ void ConSettings::SaveToFile(std::ostream& out) const {
     // The device mode line is the Endpoint group's.
     out << "# Connecting settings\n";
     // A security mode outside the list has no line: a load then keeps what it has.
-    if (const char* text = SecurityText(securityMode)) out << kSecurityKey << ": " << text << "\n";
+    // Any mode but "without passkey" is saved as the paired-device mode, 0 included.
+    out << kSecurityKey << ": " << SecurityText(securityMode == 1 ? 1 : 3) << "\n";
     out << kAddressKey << ": " << btaddress::Text(connectAddress) << "\n"
         << kEncryptionKey << ": " << (requireEncryption ? "Yes" : "No") << "\n\n\n";
 }

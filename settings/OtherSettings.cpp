@@ -42,7 +42,8 @@ int32_t OtherSettings::LinkTimeoutSeconds(int32_t slots) {
 }
 
 void OtherSettings::EditsAsShown() {
-    latencyEdit = LatencyShown() ? EditText::Number : EditText::Empty;
+    // The latency edit always shows the held number, 0 too.
+    latencyEdit = EditText::Number;
 }
 
 int OtherSettings::ReadFromDevice(Failure& failure) {

@@ -44,9 +44,6 @@ class OtherSettings : public SettingsGroup {
 
     // Whole seconds of a link time-out in slots, rounded half up.
     static int32_t LinkTimeoutSeconds(int32_t slots);
-    // The latency edit shows the held latency, or nothing while it is 0 (no
-    // module takes a latency of 0: the mode is off).
-    bool LatencyShown() const { return qosLatency != 0; }
     // The edit states after a read, a load or at the start: what the page then
     // shows.
     void EditsAsShown();

@@ -74,12 +74,8 @@ int SerSettings::ReadFromDevice(Failure& failure) {
     parity = serial[2];
     dataBits = serial[3];
     stopBits = serial[4];
-    if (!userDefinedSupported) {
-        // This module has no user-defined speed: none stays from a module read before.
-        userDefinedEnabled = 0;
-        userDefinedValue = 0;
-        return 1;
-    }
+    // A module without the user-defined speed leaves the held values as they are.
+    if (!userDefinedSupported) return 1;
 
     uint8_t enabled = 0;
     uint16_t value = 0;
@@ -119,8 +115,8 @@ void SerSettings::SaveToFile(std::ostream& out) const {
     // A value outside its table has no line: a load then keeps what it has.
     if (const long speed = Speed(speedIndex)) out << kSpeedKey << ": " << speed << "\n";
     if (const char* text = ParityText(parity)) out << kParityKey << ": " << text << "\n";
-    out << kDataBitsKey << ": " << dataBits << "\n";
-    out << kStopBitsKey << ": " << stopBits << "\n";
+    if (dataBits >= 5 && dataBits <= 8) out << kDataBitsKey << ": " << dataBits << "\n";
+    if (stopBits >= 1 && stopBits <= 2) out << kStopBitsKey << ": " << stopBits << "\n";
     if (const char* text = FlowText(flowControl)) out << kFlowKey << ": " << text << "\n";
     if (userDefinedSupported) {
         out << kUserEnabledKey << ": " << (userDefinedEnabled ? "Yes" : "No") << "\n";
