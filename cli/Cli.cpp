@@ -344,12 +344,13 @@ std::string Misuse(const CommandLine& line) {
     const bool pair = command == "pair", waitPair = command == "wait-pair";
     const bool remote = command == "search" || pair || waitPair;
     const bool local = command == "help" || command == "read" || command == "write" ||
-                       command == "check" || command == "ports";
+                       command == "check" || command == "ports" || command == "doctor";
     if (!remote && !local) return "unknown command \"" + command + "\"";
     if (local && line.hasPasskey) return command + " takes no --passkey";
     if (local && line.hasTimeLimit) return command + " takes no --time-limit";
     if (command == "help") return count == 0 ? "" : "help takes no arguments";
-    if (command == "ports") return line.hasOutput ? "ports takes no -o" : "";
+    if (command == "ports" || command == "doctor")
+        return line.hasOutput ? command + " takes no -o" : "";
     if (command == "read") {
         if (count != 1) return count == 0 ? "read needs a DEVICE" : "read takes one DEVICE";
         if (!line.hasOutput) return "read needs -o FILE";
@@ -544,6 +545,7 @@ int RunCommand(const std::vector<std::string>& args, Console& console) {
     if (w[0] == "write") return WriteCommand(w[1], w[2], console);
     if (w[0] == "check") return CheckCommand(w[1], console);
     if (w[0] == "ports") return PortsCommand({w.begin() + 1, w.end()}, console);
+    if (w[0] == "doctor") return DoctorCommand({w.begin() + 1, w.end()}, console);
     const bool search = w[0] == "search";
     const int limit = line.hasTimeLimit ? int(FileNumber(line.timeLimit))
                       : search          ? kSearchLimit

@@ -60,6 +60,8 @@ class Link {
 
 // The ports as the window's chooser lists them (Ports.cpp).
 int PortsCommand(const std::vector<std::string>& given, Console& console);
+// Why a module on each device answers or not (Doctor.cpp).
+int DoctorCommand(const std::vector<std::string>& given, Console& console);
 // A device search, and a pairing started by the module or by the remote device
 // (Pairing.cpp).
 int SearchCommand(const std::string& device, int limitSeconds, Console& console);
