@@ -59,11 +59,13 @@ TEST(ConValidate, ChecksInOrderOnlyInConnectingMode) {
 }
 
 TEST(ConFile, ALoadTakesKnownWordsAndWholeAddresses) {
-    // A security mode outside the list has no line: a load then keeps what it has.
+    // Any mode but "without passkey" is saved as the paired-device mode, the
+    // start value 0 too.
     ConSettings s;
-    s.securityMode = 2;
+    s.securityMode = 0;
     s.connectAddress = kConnect;
     EXPECT_EQ(Section(s), "# Connecting settings\n"
+                          "Connecting security mode: Connect to paired device\n"
                           "Connect to address: 00 1b dc 0f 52 a7\n"
                           "Require encryption when connecting paired: No\n\n\n");
 

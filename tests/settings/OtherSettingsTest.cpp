@@ -125,7 +125,7 @@ TEST(OtherFile, LoadTakesKnownWordsAndNumbersInRange) {
          0, "0 0 1f00 0 0 19200 0 0 nan"},
         {"Emulate serial type: DTE\nClass of device: 16777216\nLink timeout value: 1\n"
          "Quality of service mode: Best effort\nQuality of service latency: 0\n",
-         5, "0 1 0 0 0 1 1 0 empty"},
+         5, "0 1 0 0 0 1 1 0 number"}, // a latency of 0 shows as "0"
         {"Class of device: -2\nLink timeout value: 65536\nQuality of service latency: -5\n"
          "Performance optimazation: Latency\n",
          3, "0 0 fffffe 0 0 19200 0 -5 number"},
