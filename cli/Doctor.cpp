@@ -140,10 +140,9 @@ Check PermissionRefused(const std::string& device, const struct stat& st) {
 
     Check c{"FAILED", "cannot be opened: Permission denied", {}};
     if (!inDatabase) {
-        c.remedy = {device + " belongs to the group \"" + groupName + "\", and " + user +
-                        " is not in it.",
-                    "fix: sudo usermod -a -G " + groupName + " " + user +
-                        ", then log out and in again"};
+        c.remedy = {
+            device + " belongs to the group \"" + groupName + "\", and " + user + " is not in it.",
+            "fix: sudo usermod -a -G " + groupName + " " + user + ", then log out and in again"};
     } else if (!inSession) {
         c.remedy = {device + " belongs to the group \"" + groupName + "\"; " + user +
                         " was added to it after logging in.",
@@ -162,7 +161,8 @@ Check PermissionRefused(const std::string& device, const struct stat& st) {
 bool SystemChecks(const std::string& device, std::ostream& out) {
     struct stat st {};
     if (::stat(device.c_str(), &st) != 0) {
-        Print(out, {"FAILED", "does not exist: " + std::string(std::strerror(errno)),
+        Print(out, {"FAILED",
+                    "does not exist: " + std::string(std::strerror(errno)),
                     {"fix: plug the adapter in; btconf-cli ports lists the serial devices the "
                      "system has"}});
         return false;
@@ -196,7 +196,8 @@ bool SystemChecks(const std::string& device, std::ostream& out) {
         std::string list;
         for (const std::string& h : holders)
             list += (list.empty() ? "" : ", ") + h;
-        Print(out, {"FAILED", "another program holds it: " + list,
+        Print(out, {"FAILED",
+                    "another program holds it: " + list,
                     {"fix: close that program, then try again"}});
         return false;
     }
@@ -219,7 +220,8 @@ bool SystemChecks(const std::string& device, std::ostream& out) {
         warned = true;
     }
     if (name.rfind("ttyACM", 0) == 0 && Running("ModemManager")) {
-        Print(out, {"WARNING", "ModemManager is running; it sends its own probes to ttyACM devices",
+        Print(out, {"WARNING",
+                    "ModemManager is running; it sends its own probes to ttyACM devices",
                     {"fix: sudo systemctl stop ModemManager, or give the adapter the udev "
                      "property ID_MM_DEVICE_IGNORE=1"}});
         warned = true;
@@ -249,13 +251,13 @@ bool Probe(const std::string& device, std::ostream& out) {
     };
     if (comm.CheckConnection() != 1) {
         if (heard.empty())
-            Print(out, {"FAILED", "nothing came back to the probe at 38400 bit/s, 8N1",
+            Print(out, {"FAILED",
+                        "nothing came back to the probe at 38400 bit/s, 8N1",
                         {"fix: check that the module has power and is on this port; a module "
                          "answers at 38400 bit/s unless its speed was changed"}});
         else
             Print(out, {"FAILED",
-                        std::to_string(heard.size()) +
-                            " bytes came back that are not an answer: " +
+                        std::to_string(heard.size()) + " bytes came back that are not an answer: " +
                             HexBytes(heard.data(), std::min<size_t>(heard.size(), 16)) +
                             (heard.size() > 16 ? " ..." : ""),
                         {"this often means a different line speed, or a device that is not a "
