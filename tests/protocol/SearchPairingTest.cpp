@@ -1,6 +1,6 @@
 // Device search and pairing: the search request, the module's events, the
 // result store and the states.
-#include "ProtocolFixture.h"
+#include "ProtocolRig.h"
 
 #include <numeric>
 #include <tuple>

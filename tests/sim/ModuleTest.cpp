@@ -6,6 +6,8 @@
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <cstdio>
+#include <fstream>
 #include <iterator>
 #include <memory>
 #include <random>
@@ -13,6 +15,8 @@
 #include <sstream>
 #include <string>
 #include <vector>
+
+#include <unistd.h>
 
 namespace {
 
@@ -73,6 +77,49 @@ TEST(Module, AnswersByteForByte) {
     const Step steps[] = {
         {"", {0x01, 4, 0xff, 0x00, 0x55, 0xab}, {0x01, 1, 253}},
         {"", {0x12, 0, 0x66, 0}, {0x12, 2, 1, 2, 0x66, 4, 1, 0, 0, 0}},
+        // Every setting: the set, then the get that gives it back; a value out of
+        // the module's range is refused with 253 and changes nothing.
+        {"", {0x13, 1, 1, 0x12, 0}, {0x13, 1, 1, 0x12, 2, 1, 1}},
+        {"", {0x15, 5, 7, 1, 2, 7, 2, 0x14, 0}, {0x15, 1, 1, 0x14, 6, 1, 7, 1, 2, 7, 2}},
+        {"", {0x17, 6, 0x02, 0x5e, 0x11, 0xa0, 0x33, 0x07, 0x16, 0},
+         {0x17, 1, 1, 0x16, 7, 1, 0x02, 0x5e, 0x11, 0xa0, 0x33, 0x07}},
+        {"", {0x19, 6, 1, 2, 3, 4, 5, 6, 0x18, 0}, {0x19, 1, 1, 0x18, 7, 1, 1, 2, 3, 4, 5, 6}},
+        {"", {0x1d, 6, 'L', 'i', 'n', 'e', ' ', '4', 0x1c, 0},
+         {0x1d, 1, 1, 0x1c, 7, 1, 'L', 'i', 'n', 'e', ' ', '4'}},
+        {"", {0x1d, 2, 0, 0, 0x1c, 0}, Cat(Bytes{0x1d, 1, 253, 0x1c, 7, 1}, "Line 4"s)},
+        {"", {0x1f, 3, 'C', 'O', 'M', 0x1e, 0}, {0x1f, 1, 1, 0x1e, 4, 1, 'C', 'O', 'M'}},
+        {"", {0x67, 3, 1, 1, 1, 0x66, 0}, {0x67, 1, 1, 0x66, 4, 1, 1, 1, 1}},
+        {"", {0x69, 6, '4', '2', '4', '2', '4', '2', 0x68, 0},
+         {0x69, 1, 1, 0x68, 7, 1, '4', '2', '4', '2', '4', '2'}},
+        {"", {0x69, 2, '1', '\a', 0x68, 0}, Cat(Bytes{0x69, 1, 253, 0x68, 7, 1}, "424242"s)},
+        {"", {0xc1, 1, 2, 0xc0, 0}, {0xc1, 1, 1, 0xc0, 2, 1, 2}},
+        {"", {0xc3, 2, 0xfa, 0x00, 0xc2, 0}, {0xc3, 1, 1, 0xc2, 3, 1, 0xfa, 0x00}},
+        {"", {0xc5, 4, 0x10, 0, 0, 18, 0xc4, 0}, {0xc5, 1, 1, 0xc4, 5, 1, 0x10, 0, 0, 18}},
+        {"", {0xc5, 4, 0, 100, 0, 200, 0xc4, 0}, {0xc5, 1, 253, 0xc4, 5, 1, 0x10, 0, 0, 18}},
+        {"", {0xc7, 4, 0, 0, 0, 0, 0xc6, 0}, {0xc7, 1, 1, 0xc6, 5, 1, 0, 0, 0, 0}},
+        {"", {0xc9, 8, 3, 0x20, 1, 0x90, 0, 8, 0, 2, 0xc8, 0},
+         {0xc9, 1, 1, 0xc8, 9, 1, 3, 0x20, 1, 0x90, 0, 8, 0, 2}},
+        {"", {0xc9, 8, 0, 50, 0, 100, 0, 4, 0, 1, 0xc8, 0},
+         {0xc9, 1, 253, 0xc8, 9, 1, 3, 0x20, 1, 0x90, 0, 8, 0, 2}},
+        {"", {0xcb, 4, 0xff, 0xff, 0, 1, 0xca, 0}, {0xcb, 1, 1, 0xca, 5, 1, 0xff, 0xff, 0, 1}},
+        {"", {0xcb, 4, 0, 100, 0, 200, 0xca, 0}, {0xcb, 1, 253, 0xca, 5, 1, 0xff, 0xff, 0, 1}},
+        {"", {0xcd, 4, 0, 0x5a, 2, 0x0c, 0xcc, 0}, {0xcd, 1, 1, 0xcc, 5, 1, 0, 0x5a, 2, 0x0c}},
+        {"", {0xcd, 4, 1, 0, 0, 0, 0xcc, 0}, {0xcd, 1, 253, 0xcc, 5, 1, 0, 0x5a, 2, 0x0c}},
+        {"", {0xd3, 2, 0xff, 0xf4, 0xd2, 0}, {0xd3, 3, 1, 0xff, 0xf4, 0xd2, 3, 1, 0xff, 0xf4}},
+        // Below what the radio can do: it takes -30 and says so.
+        {"", {0xd5, 2, 0xff, 0xa6, 0xd4, 0}, {0xd5, 3, 1, 0xff, 0xe2, 0xd4, 3, 1, 0xff, 0xe2}},
+        {"", {0xd7, 1, 1, 0xd6, 0}, {0xd7, 1, 1, 0xd6, 2, 1, 1}},
+        {"", {0xd9, 3, 1, 0x18, 0, 0xd8, 0}, {0xd9, 1, 1, 0xd8, 4, 1, 1, 0x18, 0}},
+        {"", {0xdb, 5, 2, 0, 0x0f, 0x42, 0x40, 0xda, 0}, {0xdb, 1, 1, 0xda, 6, 1, 2, 0, 0x0f, 0x42, 0x40}},
+        {"", {0xdb, 5, 3, 0, 0, 0, 0, 0xda, 0}, {0xdb, 1, 253, 0xda, 6, 1, 2, 0, 0x0f, 0x42, 0x40}},
+        {"", {0xf1, 3, 1, 1, 0, 0xf0, 0}, {0xf1, 1, 1, 0xf0, 4, 1, 1, 1, 0}},
+        {"", {0xf1, 3, 1, 0, 0, 0xf0, 0}, {0xf1, 1, 253, 0xf0, 4, 1, 1, 1, 0}},
+        {"", {0xf4, 2, 0, 15, 0xf3, 0, 0xf2, 0}, {0xf4, 1, 1, 0xf3, 3, 1, 0, 15, 0xf2, 3, 1, 0, 15}},
+        {"", {0xf4, 2, 0, 16, 0xf3, 0}, {0xf4, 1, 253, 0xf3, 3, 1, 0, 15}},
+        {"", {0xf7, 2, 0, 0, 0xf6, 0, 0xf5, 0}, {0xf7, 1, 1, 0xf6, 3, 1, 0, 0, 0xf5, 3, 1, 0, 7}},
+        {"", {0xf7, 2, 0, 99, 0xf6, 0}, {0xf7, 1, 253, 0xf6, 3, 1, 0, 0}},
+        // The close notification is answered with 0x42.
+        {"", {0x50, 0}, {0x42, 1, 1}},
         // A frame in pieces with pauses below the stall limit is one frame...
         {"", {0x13}, {}, 40},
         {"", {0x01}, {}, 40},
@@ -213,6 +260,17 @@ TEST(Module, SearchReportsTheDevicesOfTheClassAskedForThenEnds) {
     t.clear();
     ASSERT_EQ(rig.Exchange({0x80, 0}, 1500, &t), (Bytes{0x80, 1, 1, 0x60, 0}));
     EXPECT_GE(t[3] - t[2], sim::VirtualModule::kEventGapMs);
+
+    // The devices of a file: comments and empty lines skipped, names with
+    // spaces, the class where a line gives one.
+    const std::string file = testing::TempDir() + "devices-" + std::to_string(getpid());
+    std::ofstream(file) << "# two devices\n02 1a 7d 3c 11 01  Alpha Laptop  0x02010c\n\n"
+                           "02 22 48 5e 9a 02 Bravo\n";
+    EXPECT_EQ(ModuleRig("--search-time 1200 --devices " + file).Exchange(kSearch, 1300),
+              Cat(Cat(Found({{2, 0x1a, 0x7d, 0x3c, 0x11, 1}, "Alpha Laptop", 0x02010c}),
+                      Found({{2, 0x22, 0x48, 0x5e, 0x9a, 2}, "Bravo", 0x001f00})),
+                  Bytes{0x60, 0}));
+    std::remove(file.c_str());
 }
 
 TEST(Module, GeneratedDevicesAnswerInGroupsBackToBackWithinTheSpread) {
