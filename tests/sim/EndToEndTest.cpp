@@ -37,28 +37,12 @@ struct Host {
     Communicator comm;
 };
 
-// A module served by this process, and the host on it.
-struct LinkRig {
-    explicit LinkRig(const std::vector<std::string>& args) : server(args), host(Started()) {}
-    std::string Started() {
-        std::string error;
-        EXPECT_TRUE(server.Start(&error)) << error;
-        return server.DevicePath();
-    }
-    SimServer server;
-    Host host;
-};
-
-TEST(EndToEnd, AnAnswerInPiecesIsPutTogetherAndSilenceTimesOutOnTheWallClock) {
-    LinkRig split({"--fault", "split"});
-    std::string name;
-    int32_t full = 0;
-    EXPECT_EQ(split.host.comm.GetDeviceName(name, full), 0);
-    EXPECT_EQ(name + " " + std::to_string(full), "Norvane NVM-220 15");
-
-    LinkRig silent({"--fault", "silent"});
+TEST(EndToEnd, ASilentModuleTimesOutOnTheWallClock) {
+    SimServer silent({"--fault", "silent"});
+    ASSERT_TRUE(silent.Start());
+    Host host(silent.DevicePath());
     const auto start = std::chrono::steady_clock::now();
-    EXPECT_EQ(silent.host.comm.CheckConnection(), -1);
+    EXPECT_EQ(host.comm.CheckConnection(), -1);
     const std::chrono::duration<double> took = std::chrono::steady_clock::now() - start;
     EXPECT_GE(took.count(), 0.6);
     EXPECT_LE(took.count(), 1.5) << "about 0.6 to 1 s, with room for a loaded machine";
