@@ -71,10 +71,10 @@ TEST_F(SearchTest, ResultsAreStoredAndTakenWithTheirClassAndTheSearchEnds) {
     EXPECT_EQ(Poll(Event(Address(0x10), Bytes(32, 'A'), {0x01, 0x02, 0x03})), 1);
     EXPECT_EQ(Poll(Event(Address(0x20), Bytes(32, 'B'), {0x04, 0x05, 0x06})), 1);
     EXPECT_EQ(Poll(kEnd), 3);
-    EXPECT_EQ(Take(), Taken(1,
-                            Cat({0x11, 0x12, 0x13, 0x14, 0x15, 0x20},
-                                Name32("AAAAA" + std::string(27, 'B'))),
-                            0x040506));
+    EXPECT_EQ(
+        Take(),
+        Taken(1, Cat({0x11, 0x12, 0x13, 0x14, 0x15, 0x20}, Name32("AAAAA" + std::string(27, 'B'))),
+              0x040506));
     EXPECT_EQ(com.searchState, 3);
 
     // A new search drops what is still waiting; its request is sent, nothing awaited.
