@@ -42,8 +42,6 @@ struct TraceFile {
 // its own; an answer 0x42 right after 0x50 was sent is the close notification's.
 const char* const kFrames =
     "send 01 04 ff 00 55 aa | CheckConnection (0x01): probe ff 00 55 aa\n"
-    "recv 16 07 01 00 1b dc 0f 52 a7 | GetConnectAddress (0x16): status 1 (success); address "
-    "00:1B:DC:0F:52:A7\n"
     "send 1d 04 4e 61 6d 65 | SetDeviceName (0x1D): name \"Name\" (4)\n"
     "recv 40 0d 01 00 03 01 02 03 04 00 05 03 02 00 00 | GetModuleInfo (0x40): status 1 (success); "
     "product code 3 (NVM-220), hardware 0102.03.04-05, software 3.02\n"
@@ -70,13 +68,11 @@ const char* const kFrames =
     "recv 60 0c 07 01 02 03 04 05 06 50 68 6f | InquiryEvent (0x60): address 01:02:03:04:05:06, "
     "name \"Pho\" (3)\n"
     "recv 60 03 0d 0e 0f | InquiryEvent (0x60): too short, not used, extra bytes 0d 0e 0f\n"
-    "send 80 00 | CancelInquiry (0x80)\n"
     "send 63 04 39 38 37 36 | StartPairing (0x63): remote initiates, passkey \"9876\" (4)\n"
     "recv 63 01 fd | StartPairing (0x63): status 253 (Command invalid parameter)\n"
     "send 64 0a 00 11 22 33 44 55 31 32 33 34 | StartPairing (0x64): local initiates, address "
     "00:11:22:33:44:55, passkey \"1234\" (4)\n"
     "recv 64 01 01 | StartPairing (0x64): status 1 (success)\n"
-    "recv 65 01 e1 | PairingEvent (0x65): status 225 (Pairing failed)\n"
     "recv 14 03 01 03 01 | GetSerialSettings (0x14): status 1 (success); rate code 3 (9600), flow "
     "control 1, parity missing\n"
     "recv 12 02 01 09 | GetDeviceMode (0x12): status 1 (success); mode 9 (not known)\n"

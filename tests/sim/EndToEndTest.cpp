@@ -1,8 +1,8 @@
 // The tool's serial port and Communicator against the virtual module over a
-// real pseudo-terminal, and the nvmsim and nvmquery programs as a person runs
-// them. (What each command sends and the module answers is checked byte for
-// byte in protocol/CommandsTest and sim/ModuleTest; searching and pairing
-// against the module in the windows' tests.)
+// real pseudo-terminal, and the nvmsim program as a person runs it. (What each
+// command sends and the module answers is checked byte for byte in
+// protocol/CommandsTest and sim/ModuleTest; searching and pairing against the
+// module in the windows' tests.)
 #include "Communicator.h"
 #include "Compare.h"
 #include "SimServer.h"
@@ -116,21 +116,6 @@ TEST(Nvmsim, ServesItsLinkKeepsItsStateTracesEveryFrameAndEndsCleanly) {
         EXPECT_EQ(refused.Stop(), 2) << bad;
         EXPECT_EQ(Slurp(refused.err).rfind("nvmsim: ", 0), 0u) << bad;
     }
-}
-
-// nvmquery is a developer's tool on its way out: one look at what it prints.
-TEST(Nvmquery, PrintsIdentityAndSettingsAndWhatFailed) {
-    SimServer server({"--profile", "code4-3.02", "--fault", "silent:0x42"});
-    ASSERT_TRUE(server.Start());
-    Program query(NVMQUERY_PATH " " + server.DevicePath());
-    std::string out;
-    for (char chunk[512]; std::fgets(chunk, sizeof chunk, query.out);)
-        out += chunk;
-    EXPECT_EQ(query.Stop(0), 0) << "signal 0: none, the exit status once it ends";
-    for (const char* line :
-         {"Product code: 4 (NVM-220X)", "Hardware version: 2007.01.14-01",
-          "(0x41): \"NVM220X-302-A1\"", "(0x42): failed (-1) Communication timeout"})
-        EXPECT_NE(out.find(line), std::string::npos) << line << "\n" << out;
 }
 
 } // namespace
