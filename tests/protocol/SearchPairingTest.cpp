@@ -215,18 +215,6 @@ TEST_F(SearchTest, ACommandDropsKeptStaleBytesButQueuesKeptEvents) {
 
 using PairingTest = ProtocolTest;
 
-TEST_F(PairingTest, StartResetsTheStateWhateverTheAnswer) {
-    const std::pair<Bytes, int32_t> answers[] = {
-        {ScriptedPort::Frame(0x64, 225), -3}, {ScriptedPort::Frame(0x63, 1), -2}, {{}, -1}};
-    for (const auto& [answer, result] : answers) {
-        com.pairingState = 5;
-        port.Push(answer);
-        EXPECT_EQ(com.StartPairing(0, kAddress, kKey, 4), result);
-        EXPECT_EQ(com.pairingState, 0);
-    }
-    EXPECT_EQ(com.GetErrorText(-3), "Status error - Pairing failed");
-}
-
 TEST_F(PairingTest, EventsSetStatesThatPersist) {
     int pumped = 0;
     com.pump = [&] { ++pumped; };
