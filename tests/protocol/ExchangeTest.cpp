@@ -1,12 +1,17 @@
 // Frame collection, time-outs, result and status texts.
-#include "ProtocolFixture.h"
+#include "ProtocolRig.h"
 
 #include <tuple>
 
 namespace {
 
-using ExchangeTest = ProtocolTest;
 constexpr size_t kMax = Communicator::kMaxFrame;
+
+class ExchangeTest : public ProtocolTest {
+  protected:
+    Bytes frame = Bytes(kMax); // exactly as large as a frame can be, on the heap
+    uint8_t* b = frame.data();
+};
 
 TEST_F(ExchangeTest, CollectsOneFrameByItsLengthByte) {
     const Bytes longest = Cat({0x1C, 0xFF, 0x01}, Bytes(254, 'x'));
@@ -29,7 +34,6 @@ TEST_F(ExchangeTest, CollectsOneFrameByItsLengthByte) {
 }
 
 TEST_F(ExchangeTest, GivesUpAfterMoreThanSixtyHundredthsOfTheWrappingClock) {
-    uint8_t* b = out.frame.data();
     // One hundredth per clock reading: the start, sixty reads, then the time-out.
     EXPECT_EQ(com.Receive(b, 3), -1);
     EXPECT_EQ(port.reads, 60);
@@ -52,7 +56,6 @@ TEST_F(ExchangeTest, GivesUpAfterMoreThanSixtyHundredthsOfTheWrappingClock) {
 }
 
 TEST_F(ExchangeTest, PollReceiveWaitsFiveHundredthsAndPumpsBeforeEveryClockReading) {
-    uint8_t* b = out.frame.data();
     int pumped = 0;
     com.pump = [&] { ++pumped; };
     EXPECT_EQ(com.PollReceive(b, 3), -1);

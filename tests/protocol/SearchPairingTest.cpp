@@ -1,6 +1,6 @@
 // Device search and pairing: the search request, the module's events, the
 // result store and the states.
-#include "ProtocolFixture.h"
+#include "ProtocolRig.h"
 
 #include <numeric>
 #include <tuple>
@@ -25,8 +25,9 @@ Bytes Event(const Bytes& address, const Bytes& name = {}, const Bytes& cod = {})
                cod);
 }
 const Bytes kEnd{0x60, 0x00};
-// What a take leaves, and the address and name it gave (0xEE where it wrote nothing).
-using Taken = std::pair<int32_t, Bytes>;
+// What a take leaves, and the address, name and class it gave (0xEE where it
+// wrote nothing).
+using Taken = std::tuple<int32_t, Bytes, uint32_t>;
 
 class SearchTest : public ProtocolTest {
   protected:
@@ -40,8 +41,9 @@ class SearchTest : public ProtocolTest {
     }
     Taken Take() {
         Bytes bytes(38, 0xEE);
-        const int32_t left = com.TakeInquiryResult(bytes.data(), bytes.data() + 6);
-        return {left, bytes};
+        uint32_t cod = 0xEEEEEE;
+        const int32_t left = com.TakeInquiryResult(bytes.data(), bytes.data() + 6, &cod);
+        return {left, bytes, cod};
     }
     // From a cancel on, every poll consumes a frame, so results can pile up.
     void Cancel() {
@@ -51,22 +53,28 @@ class SearchTest : public ProtocolTest {
     }
 };
 
-TEST_F(SearchTest, ResultsAreStoredTakenAndTheSearchEnds) {
-    EXPECT_EQ(Poll(Event(Address(0x10), Name32("Printer"))), 1);
-    EXPECT_EQ(Take(), Taken(0, Cat(Address(0x10), Name32("Printer"))));
+TEST_F(SearchTest, ResultsAreStoredAndTakenWithTheirClassAndTheSearchEnds) {
+    EXPECT_EQ(Poll(Event(Address(0x10), Name32("Printer"), {0x5A, 0x02, 0x0C})), 1);
+    EXPECT_EQ(Take(), Taken(0, Cat(Address(0x10), Name32("Printer")), 0x5A020C));
     EXPECT_EQ(com.searchState, 0) << "the only result was taken";
-    // A result without a name keeps the name slot of the one before.
+    // An event without the class gives class 0; one without a name keeps the
+    // name slot of the result before.
+    EXPECT_EQ(Poll(Event(Address(0x30), Name32("Pad"))), 1);
+    EXPECT_EQ(Take(), Taken(0, Cat(Address(0x30), Name32("Pad")), 0));
     EXPECT_EQ(Poll(Event(Address(0x40))), 1);
-    EXPECT_EQ(Take(), Taken(0, Cat(Address(0x40), Name32("Printer"))));
+    EXPECT_EQ(Take(), Taken(0, Cat(Address(0x40), Name32("Pad")), 0));
 
-    // Stores step six bytes, takes one byte per result waiting (from k - 1); the
-    // end with results waiting is 3.
+    // Stores step six bytes, takes one byte per result waiting (from k - 1), the
+    // class is taken from the slot of the result before; the end with results
+    // waiting is 3.
     Cancel();
-    EXPECT_EQ(Poll(Event(Address(0x10), Bytes(32, 'A'))), 1);
-    EXPECT_EQ(Poll(Event(Address(0x20), Bytes(32, 'B'))), 1);
+    EXPECT_EQ(Poll(Event(Address(0x10), Bytes(32, 'A'), {0x01, 0x02, 0x03})), 1);
+    EXPECT_EQ(Poll(Event(Address(0x20), Bytes(32, 'B'), {0x04, 0x05, 0x06})), 1);
     EXPECT_EQ(Poll(kEnd), 3);
-    EXPECT_EQ(Take(), Taken(1, Cat({0x11, 0x12, 0x13, 0x14, 0x15, 0x20},
-                                   Name32("AAAAA" + std::string(27, 'B')))));
+    EXPECT_EQ(
+        Take(),
+        Taken(1, Cat({0x11, 0x12, 0x13, 0x14, 0x15, 0x20}, Name32("AAAAA" + std::string(27, 'B'))),
+              0x040506));
     EXPECT_EQ(com.searchState, 3);
 
     // A new search drops what is still waiting; its request is sent, nothing awaited.
@@ -81,35 +89,8 @@ TEST_F(SearchTest, ResultsAreStoredTakenAndTheSearchEnds) {
     // The end with nothing waiting is 2, and stays; a take then changes nothing.
     EXPECT_EQ(Poll(kEnd), 2);
     EXPECT_EQ(com.PollInquiry(), 2);
-    EXPECT_EQ(Take(), Taken(-1, Bytes(38, 0xEE)));
+    EXPECT_EQ(Take(), Taken(-1, Bytes(38, 0xEE), 0xEEEEEE));
     EXPECT_EQ(std::tie(com.searchState, com.foundCount), std::tuple(2, 0));
-}
-
-TEST_F(SearchTest, TheClassComesWithTheResultWhenTheEventCarriesIt) {
-    const std::pair<Bytes, uint32_t> cases[] = {
-        {Event(Address(0x21), Name32("Phone"), {0x5A, 0x02, 0x0C}), 0x5A020C},
-        {Event(Address(0x31), Name32("Pad")), 0},
-        {Event(Address(0x41)), 0},
-    };
-    for (const auto& [event, cod] : cases) {
-        EXPECT_EQ(Poll(event), 1);
-        Bytes bytes(38, 0xEE);
-        uint32_t taken = 0xEEEEEE;
-        EXPECT_EQ(com.TakeInquiryResult(bytes.data(), bytes.data() + 6, &taken), 0);
-        EXPECT_EQ(taken, cod);
-        EXPECT_EQ(Bytes(bytes.begin(), bytes.begin() + 6),
-                  Bytes(event.begin() + 3, event.begin() + 9));
-    }
-    // Stored at slot k, taken from slot k - 1.
-    Cancel();
-    EXPECT_EQ(Poll(Event(Address(0x51), Name32("A"), {0x01, 0x02, 0x03})), 1);
-    EXPECT_EQ(Poll(Event(Address(0x61), Name32("B"), {0x04, 0x05, 0x06})), 1);
-    uint32_t taken = 0;
-    Bytes bytes(38);
-    EXPECT_EQ(com.TakeInquiryResult(bytes.data(), bytes.data() + 6, &taken), 1);
-    EXPECT_EQ(taken, 0x040506u);
-    EXPECT_EQ(com.TakeInquiryResult(bytes.data(), bytes.data() + 6, &taken), 0);
-    EXPECT_EQ(taken, 0x010203u);
 }
 
 TEST_F(SearchTest, OtherFramesShortEventsAndSilenceChangeNothing) {
@@ -131,11 +112,14 @@ TEST_F(SearchTest, StoresAndTakesOutsideTheStoreAreDropped) {
     EXPECT_EQ(Bytes(com.resultStore + 24, com.resultStore + 30), Address(4));
     EXPECT_EQ(com.resultStore[30 + 6 * 21], 'N');
     for (int k = 30; k >= 1; --k) {
-        const auto [left, bytes] = Take();
+        const auto [left, bytes, cod] = Take();
         EXPECT_EQ(left, k - 1);
         EXPECT_EQ(Bytes(bytes.begin(), bytes.begin() + 6) == Bytes(6, 0xEE), k - 1 > 24) << k;
         EXPECT_EQ(Bytes(bytes.begin() + 6, bytes.end()) == Bytes(32, 0xEE), k - 1 > 128) << k;
+        EXPECT_EQ(cod == 0xEEEEEE, k > 5) << k;
     }
+    Bytes address(6);
+    EXPECT_EQ(com.TakeInquiryResult(address.data(), nullptr), -1) << "none left";
     EXPECT_EQ(std::tie(com.searchState, com.pairingState), std::tuple(0, 4));
 }
 
@@ -149,7 +133,7 @@ TEST_F(SearchTest, AFrameCutByThePollTimeOutIsCompletedByTheSamePoll) {
     port.Push(Bytes(phone.begin() + 10, phone.end()));
     EXPECT_EQ(com.PollInquiry(), 1);
     EXPECT_EQ(port.reads, 22);
-    EXPECT_EQ(Take(), Taken(0, Cat(Address(0x21), Name32("Phone"))));
+    EXPECT_EQ(Take(), Taken(0, Cat(Address(0x21), Name32("Phone")), 0x5A020C));
     // A frame whose rest never comes is given up after the 60 hundredths of an answer.
     port.reads = 0;
     port.Push(Bytes(phone.begin(), phone.begin() + 10));
@@ -162,9 +146,9 @@ TEST_F(SearchTest, SeveralEventsInOneArrivalGiveOneResultPerPoll) {
     const Bytes b = Event(Address(0x41), Name32(std::string(32, 'b')), {0x04, 0x05, 0x06});
     port.Push(Cat(Cat(a, b), kEnd));
     EXPECT_EQ(com.PollInquiry(), 1);
-    EXPECT_EQ(Take(), Taken(0, Cat(Address(0x31), Name32("Alpha"))));
+    EXPECT_EQ(Take(), Taken(0, Cat(Address(0x31), Name32("Alpha")), 0x010203));
     EXPECT_EQ(com.PollInquiry(), 1);
-    EXPECT_EQ(Take(), Taken(0, Cat(Address(0x41), Name32(std::string(32, 'b')))));
+    EXPECT_EQ(Take(), Taken(0, Cat(Address(0x41), Name32(std::string(32, 'b'))), 0x040506));
     EXPECT_EQ(com.PollInquiry(), 2);
     // A read takes 50 bytes: the first ends inside b, the second brings b's rest
     // and the end, which the last poll finds kept.
@@ -178,13 +162,13 @@ TEST_F(SearchTest, AWaitingResultHoldsTheNextFrameBackUntilACancel) {
     for (int poll = 0; poll < 3; ++poll)
         EXPECT_EQ(com.PollInquiry(), 1) << poll;
     EXPECT_EQ(port.reads, 1) << "nothing read while the result waits";
-    EXPECT_EQ(Take(), Taken(0, Cat(Address(0x51), Name32("First"))));
+    EXPECT_EQ(Take(), Taken(0, Cat(Address(0x51), Name32("First")), 0));
     EXPECT_EQ(com.PollInquiry(), 1);
     // After the cancel the polls consume again: the end with a result waiting is 3.
     port.PushPieces({{0x80, 0x01, 0x01}});
     EXPECT_EQ(com.CancelInquiry(), 1);
     EXPECT_EQ(com.PollInquiry(), 3);
-    EXPECT_EQ(Take(), Taken(0, Cat(Address(0x61), Name32("Next"))));
+    EXPECT_EQ(Take(), Taken(0, Cat(Address(0x61), Name32("Next")), 0));
 }
 
 TEST_F(SearchTest, EventsAroundTheCancelAnswerReachTheStopLoop) {
@@ -195,15 +179,7 @@ TEST_F(SearchTest, EventsAroundTheCancelAnswerReachTheStopLoop) {
     EXPECT_EQ(com.PollInquiry(), 1);
     EXPECT_EQ(com.PollInquiry(), 3);
     EXPECT_EQ(port.reads, 1);
-    uint32_t cod = 0;
-    Bytes bytes(38);
-    EXPECT_EQ(com.TakeInquiryResult(bytes.data(), bytes.data() + 6, &cod), 0);
-    EXPECT_EQ(bytes, Cat(Address(0x71), Name32("Late")));
-    EXPECT_EQ(cod, 0x070809u);
-    // A cancelled pairing: its event comes before the answer.
-    port.Push({0x65, 0x01, 0xE2, 0x80, 0x01, 0x01});
-    EXPECT_EQ(com.CancelInquiry(), 1);
-    EXPECT_EQ(com.PollPairingStatus(), 4);
+    EXPECT_EQ(Take(), Taken(0, Cat(Address(0x71), Name32("Late")), 0x070809));
 }
 
 TEST_F(SearchTest, ACommandDropsKeptStaleBytesButQueuesKeptEvents) {
@@ -216,7 +192,7 @@ TEST_F(SearchTest, ACommandDropsKeptStaleBytesButQueuesKeptEvents) {
     EXPECT_EQ(com.CheckConnection(), 1);
     EXPECT_EQ(Sent(), Bytes({0x01, 0x04, 0xFF, 0x00, 0x55, 0xAA}));
     EXPECT_EQ(com.PollInquiry(), 1);
-    EXPECT_EQ(Take(), Taken(0, Cat(Address(0x81), Bytes(32, 0))));
+    EXPECT_EQ(Take(), Taken(0, Cat(Address(0x81), Bytes(32, 0)), 0));
     EXPECT_EQ(com.PollInquiry(), 2);
     EXPECT_FALSE(port.HasPending());
 
@@ -229,7 +205,7 @@ TEST_F(SearchTest, ACommandDropsKeptStaleBytesButQueuesKeptEvents) {
     EXPECT_EQ(com.GetDeviceMode(mode), 0);
     EXPECT_EQ(mode, 2);
     EXPECT_EQ(com.PollInquiry(), 1);
-    EXPECT_EQ(Take(), Taken(0, Cat(Address(0x81), Bytes(32, 0))));
+    EXPECT_EQ(Take(), Taken(0, Cat(Address(0x81), Bytes(32, 0)), 0));
     // A new search drops the queued events of the one before.
     port.Push(Cat(ev, {0x12, 0x02, 0x01, 0x01}));
     EXPECT_EQ(com.GetDeviceMode(mode), 0);
@@ -238,18 +214,6 @@ TEST_F(SearchTest, ACommandDropsKeptStaleBytesButQueuesKeptEvents) {
 }
 
 using PairingTest = ProtocolTest;
-
-TEST_F(PairingTest, StartResetsTheStateWhateverTheAnswer) {
-    const std::pair<Bytes, int32_t> answers[] = {
-        {ScriptedPort::Frame(0x64, 225), -3}, {ScriptedPort::Frame(0x63, 1), -2}, {{}, -1}};
-    for (const auto& [answer, result] : answers) {
-        com.pairingState = 5;
-        port.Push(answer);
-        EXPECT_EQ(com.StartPairing(0, kAddress, kKey, 4), result);
-        EXPECT_EQ(com.pairingState, 0);
-    }
-    EXPECT_EQ(com.GetErrorText(-3), "Status error - Pairing failed");
-}
 
 TEST_F(PairingTest, EventsSetStatesThatPersist) {
     int pumped = 0;
