@@ -129,6 +129,7 @@ TEST(Module, AnswersByteForByte) {
         {"--profile code1-3.02", {0x15, 5, 7, 0, 0, 8, 1}, {0x15, 1, 1}},
         {"--profile code1-3.02", {0xd5, 2, 0, 20}, {0xd5, 3, 1, 0, 4}}, // class 2 radio
         {"--profile code1-3.02", {0xf0, 0}, {0xf0, 1, 254}},
+        {"--profile code1-3.02", {0xd6, 0}, {0xd6, 1, 254}},
         {"--profile=code5-3.02", {0x15, 5, 8, 0, 0, 8, 1}, {0x15, 1, 1}},
         {"--profile=code5-3.02", {0x15, 5, 9, 0, 0, 8, 1}, {0x15, 1, 253}},
         {"--profile=code5-3.02", {0x41, 0}, Cat(Bytes{0x41, 15, 1}, "NVM100E-302-A1"s)},
