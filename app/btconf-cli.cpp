@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // btconf-cli: reads a module's settings into a configuration file, writes a
 // file onto a module, or checks a file, without the window. See cli/Cli.h and
 // docs/btconf-cli.1.

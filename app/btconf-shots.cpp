@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // btconf-shots DEVICE FOLDER: the configuration window without a display. It
 // opens the window offscreen on the module at DEVICE, lets the first read-all
 // run as at start-up, shows the advanced settings when the module has them, and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // btconf [--trace FILE] [DEVICE...]: the configuration tool. The devices given
 // become the first ports of the chooser (one device is COM1, already selected).
 // With --trace every frame exchanged with the module is written to FILE, one

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // nvmquery DEVICE: opens DEVICE as the tool opens its port, checks that a
 // module answers, and prints everything the module tells about itself, in the
 // order in which the tool reads it.

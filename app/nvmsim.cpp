@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // nvmsim: serves a virtual adapter module (or --count N of them, each on its
 // own pseudo-terminal) until SIGINT or SIGTERM. Standard output gets the device
 // to open, one line a module.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // batch_bench: times "btconf-cli program" against virtual modules at 38400 bits
 // per second, served by this process.
 //   1. One module, in-process through the cli library, against its wire limit:

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // cli_bench DEVICE TRACE [answer-delay-ms]: times btconf-cli's read into a file
 // and its write from a file against a module (normally nvmsim, started with
 // --trace TRACE) at 38400 bits per second, and compares each with the wire

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // pairing_bench [DEVICE]: the processor time the tool takes while the search
 // dialog runs a search and while the remote pairing page waits for the remote
 // device, as a share of one core over the wall time of the wait.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // protocol_bench DEVICE [answer-delay-ms]: times every configuration read of a
 // full read-all of a software 3.02 second-generation module against a module
 // (normally nvmsim) at 38400 bits per second, and compares the time with the

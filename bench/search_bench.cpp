@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // search_bench [SEARCHES] [PAIRS]: device searches of 20 made-up devices at
 // 38400 bits per second, the devices answering in back-to-back groups, each
 // search polled as the search window's timer tick polls. Counts the devices

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // window_bench DEVICE: how fast the real main window comes up and reads a module.
 //  (a) program start to the port chooser on screen (application and window built,
 //      window shown, chooser exposed);

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The command-line tool: reads every setting of a module into a configuration
 // file, writes a file onto a module, and checks a file, with the same settings
 // groups, file text and error texts as the window; searches for remote devices

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Internal to the command-line tool: what its commands share (the reports in
 // the error dialog's words, the module's port, the limits of a search and a
 // pairing) and the commands that live in files of their own.

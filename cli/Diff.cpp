@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 #include "Diff.h"
 
 #include "ConfigFile.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // "diff": the settings that differ between a module and a file, or two files.
 #pragma once
 

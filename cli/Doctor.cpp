@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // btconf-cli doctor: why a module on a serial device answers or not. Each
 // device is checked in order (it exists, it opens, no other program holds
 // it, nothing on the system takes such devices away, a module answers the

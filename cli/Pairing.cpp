@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // btconf-cli search, pair and wait-pair: a device search listed as it goes,
 // and a pairing with its own outcome texts, each within a time limit.
 #include "CliCommon.h"

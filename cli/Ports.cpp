@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // btconf-cli ports: the ports as the window's chooser lists them, with what the
 // system knows of each device and whether it can be opened.
 #include "CliCommon.h"

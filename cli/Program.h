@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // "program": one configuration file onto many modules at once, each read back
 // and compared; with --watch, a station that programs every module put on its
 // ports. Each port has its own worker thread with its own port, Communicator

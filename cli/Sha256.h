@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // SHA-256 of a byte string, as 64 lowercase hexadecimal digits: the program
 // log's record of which file went onto a module.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Station mode of "program": every port waits for a module, programs and
 // verifies it once, and waits for it to go away before taking the next, until
 // SIGINT or SIGTERM. A module in hand is always finished and reported first.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The progress bar of the command line: one line on a terminal, redrawn in place
 // with a carriage return at every step and wiped when the bar goes away.
 #pragma once

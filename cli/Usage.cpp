@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The text of btconf-cli --help.
 #include "Cli.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The Connecting page: whom the module calls when it makes the connection
 // itself (a fixed address without passkey, or the device it is paired with);
 // the device mode it shares with the Endpoint page.

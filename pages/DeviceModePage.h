@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the Endpoint and Connecting pages share: the one device mode they both
 // show, the device search that fills in an address, and the pairing wizard
 // whose result both pages show.

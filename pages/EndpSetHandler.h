@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The Endpoint page: whom the module accepts connections from, and with what
 // security, when it waits for connections; the device mode it shares with the
 // Connecting page.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The General page: shows the module's identity and names from the General
 // group and takes the person's edits of the names into it.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The key filter of the numeric edits, one for every page: it decides on typed
 // printable characters only (digits, "-", hexadecimal letters, as the edit
 // allows), so Backspace, Delete, Tab, the arrows and the shortcuts reach the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The Other page's controls (page adv3), as the form lays them out; the Class
 // of Device boxes hold the lists of settings/ClassOfDevice.
 #pragma once

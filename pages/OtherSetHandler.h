@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The Other page: shows the Other group's values (performance, Class of
 // Device, handshake emulation, link supervision time-out, quality of service)
 // and takes the person's changes into it. Emulation and quality of service can

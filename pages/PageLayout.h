@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Small layout touches the forms share.
 #pragma once
 

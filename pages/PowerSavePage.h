@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The Power save page's controls, as the form lays them out.
 #pragma once
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The Power save page: shows the Power save group's sniff and park values and
 // takes the person's edits into it.
 #pragma once

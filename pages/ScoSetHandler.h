@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The Audio settings page: shows the audio (SCO) group's values and takes the
 // person's choices into it. The gain sliders run upside down: the slider's
 // position is the maximum less the gain.

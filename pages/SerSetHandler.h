@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The Serial port page: shows the Serial port group's values and takes the
 // person's choices into it; the user-defined speed shows with the advanced
 // settings on modules that have it.

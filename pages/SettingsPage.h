@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A settings page: the Qt half of a settings group. It shows the group's values
 // in its controls (UpdateControls) and takes a person's edits into them
 // (ControlChanged, key filters); the group holds the values and the rules.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The Scan and Output power page: shows the group's scan timing and transmit
 // powers and takes the person's edits into it. A scan that is off shows empty,
 // disabled edits; its values stay in the group for when it is switched on.

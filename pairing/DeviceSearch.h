@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The device search that the search dialog and the pairing wizard's step 2
 // share: the results of one search, the timer tick that collects them from the
 // module, the list that shows them and the button states of a search that runs,

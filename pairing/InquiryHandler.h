@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs the device search dialog: starts a search through the module, lists what
 // is found and hands back the address of the device the person chose.
 #pragma once

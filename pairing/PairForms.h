@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The four windows of the pairing wizard. Each only records which button was
 // pressed, in `tag`; PairHandler runs the pages and reacts to the codes.
 #pragma once

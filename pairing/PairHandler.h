@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Runs the pairing wizard: the module pairs with a remote device, either after a
 // device search (the local device initiates) or by waiting for the remote device,
 // and the caller learns which device the module is paired with.

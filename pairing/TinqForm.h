@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The device search dialog. It only records which button was pressed, in `tag`;
 // InquiryHandler runs the search and reacts to the code.
 #pragma once

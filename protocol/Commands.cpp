@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The configuration commands: one request and one response each.
 #include "Communicator.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Frame exchange with the module, status texts and the connection probe.
 #include "Communicator.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Communicator: the only speaker of the module's command protocol. It frames a
 // command, sends it through mSerial, collects the response frame with a
 // time-out, and turns the outcome and the module's status byte into texts.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Internal to the protocol library: the common shape of one command (build the
 // frame, send it, receive the answer into the same buffer, check opcode and
 // status) and helpers to read fields out of the answer.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What the 12-byte identity answer (command 0x40) says about a module: product,
 // versions, and the capabilities that decide which settings it has.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Device search and pairing: starting them, and collecting the module's
 // unsolicited event frames between polls.
 #include "Communicator.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The words of the module's frames, and the trace file.
 #include "Trace.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The protocol trace: what the Communicator sends and receives, as events for
 // one observer, the words a frame means, and the trace file's line format.
 //

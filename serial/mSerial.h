@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // mSerial: the one object through which the program touches a serial port.
 // It holds the line settings as plain fields, opens port "COM<n>", applies the
 // line settings and time-outs, and offers raw byte reads and writes. Failures

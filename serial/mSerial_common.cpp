@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The parts of mSerial that are the same on every operating system: the
 // properties' start values, the speed table, port names, the port probe loop
 // and the port table that maps port numbers to device paths.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // mSerial on POSIX systems: open/termios/poll.
 //
 // Port n is the device that PortTable gives for n. Reads follow the Windows

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // mSerial on Windows: the Win32 communications calls on \\.\COMn.
 #include "mSerial.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The Bluetooth Class of Device as the Other page shows it: the three lists of
 // its combo boxes (major service class, major device class, minor device class)
 // and the way between a class value and the items chosen in them. Only the low

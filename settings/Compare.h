@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Setting-by-setting comparison of two configuration texts: what "diff" prints,
 // what "program" verifies after writing, and what the window's "Compare with
 // file..." and "Verify after writing" show. Only settings are compared: the

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The Connecting group: what the module does when it starts the Bluetooth
 // connection itself (as master): connect to a fixed address without a passkey,
 // or to the device it is paired with. The device mode is the one the Endpoint

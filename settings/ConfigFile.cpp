@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The ".bcf" configuration file: naming, the atomic CR LF writer, reading a
 // whole file, and the key lookup that every handler's load uses.
 #include "ConfigFile.h"

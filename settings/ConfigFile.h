@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The ".bcf" configuration file: naming rule, header, atomic save and the key lookup.
 #pragma once
 

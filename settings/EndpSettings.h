@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The Endpoint group: what the module does when it waits for and accepts
 // Bluetooth connections (which remote device it accepts, with what security),
 // and the module's device mode, which it reads, writes only as endpoint and

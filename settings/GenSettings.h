@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The General group: the module's identity (read-only), the capability flags
 // that its identity decides, and the two names.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every settings group of one module, in the orders that read-all, write-all
 // and the configuration file walk them, and the capability flags that the
 // General read hands on. The window and the command line both run on it.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The Other group: performance optimisation (latency or throughput), the Class
 // of Device the module announces, serial handshake emulation, the link
 // supervision time-out and quality of service. Emulation and quality of service

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The Power save group: the module's two low-power link modes, sniff mode and
 // park mode. On the wire a mode is off when all of its fields are zero; here
 // each mode has its own enabled flag and keeps its values while it is off.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The audio (SCO) group: whether the module opens an audio connection, the
 // packet type it uses, and the gains of its codec with the maxima the module
 // reports. Only second-generation modules with software 3.02 or later have it.

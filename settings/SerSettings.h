@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The Serial port group: the module's own serial port toward the equipment it
 // serves (speed, parity, data bits, stop bits, flow control) and, on modules
 // that have it, a user-defined speed.

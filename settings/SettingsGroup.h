@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // What every settings group shares: the failure it returns as data, the
 // progress steps it takes, and the operations read-all, write-all and the file
 // commands call on it. A group holds its values and rules only; what a page

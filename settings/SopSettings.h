@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The Scan and Output power group: how the module listens for other devices
 // (inquiry scan and page scan timing, used while it is an endpoint) and how
 // strongly it transmits (maximum and default transmit power). An advanced

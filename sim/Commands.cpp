@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The virtual module's answers to the commands: identity, which commands the
 // simulated module knows, and the settings they read and write.
 #include "ModuleInternal.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Internal to the virtual module: status bytes and the small text, number and
 // frame helpers that its parts share.
 #pragma once

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The virtual module's text, number and frame helpers.
 #include "ModuleInternal.h"
 

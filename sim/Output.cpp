@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Faults on request and the pacing of the virtual module's bytes on the line.
 #include "ModuleInternal.h"
 

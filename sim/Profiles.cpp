@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Profiles, remote devices, faults and pairing outcomes of the virtual module,
 // and the parsing of their texts.
 #include "ModuleInternal.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // SimServer: a VirtualModule behind a pseudo-terminal, served by one
 // background thread that waits in ppoll() for host bytes or for the next thing
 // the module has due (a byte to send, a search result, a pairing outcome).

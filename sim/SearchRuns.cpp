@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The virtual module's device search and pairing runs.
 #include "ModuleInternal.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The virtual module's settings: defaults per profile and the state file text.
 #include "ModuleInternal.h"
 

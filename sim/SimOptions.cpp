@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Option parsing and the help text of the virtual module server.
 #include "SimOptions.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Serves a VirtualModule on a pseudo-terminal from a background thread, so that
 // a program (or a test in the same process) talks to it through a real serial
 // device node. nvmsim is a thin program around this class.

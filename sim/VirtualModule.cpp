@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The virtual module: the host's bytes in, frames handled in time order with
 // the search and pairing runs, answers and events out.
 #include "ModuleInternal.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // VirtualModule: a byte-in/bytes-out model of an adapter module. The host's
 // bytes go in with the time they were read; the module parses them into frames
 // by their length byte, keeps every setting the commands read and write, runs

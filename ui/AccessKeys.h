@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Access keys (an underlined letter, Alt and the letter) for every button,
 // check box, radio button and labelled field of the program's windows, given
 // when a window is first shown: the captions keep their words, one letter of

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The differences between the settings the window shows and a configuration
 // file (File > Compare with file...), or between what write-all sent and what
 // the module holds afterwards, as a table a person can read.

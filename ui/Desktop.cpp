@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The program's contacts with the desktop. Every one of them can be answered by
 // a test through TestSeams(); otherwise the real Qt facility is used.
 #include "Desktop.h"

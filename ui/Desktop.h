@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The program's contacts with the desktop: message boxes, help and the web site.
 // Each goes through one seam that tests can answer or record.
 #pragma once

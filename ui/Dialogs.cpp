@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The small dialogs: error report, progress and About (the start-up dialogs
 // are in PortDialogs.cpp).
 #include "Dialogs.h"

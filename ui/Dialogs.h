@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The small modal dialogs of the program: error report, progress, About, and the
 // three start-up dialogs. Each start-up dialog hands its answer back in `tag`,
 // set by the button that closes it.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The help file reader and the window that shows its topics.
 #include "HelpViewer.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The program's help viewer. The help file "BTCONF.HLP" is plain text of topics:
 //   @topic <context number> <title>
 //   lines of the topic ...

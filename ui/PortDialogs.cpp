@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The three start-up dialogs: the port chooser, the port-open error and the
 // module-not-found error.
 #include "Dialogs.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The program's main window: the tabbed settings pages, the menus, read-all and
 // write-all over the settings handlers, the configuration file commands, the
 // start-up connection and the closing check.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The main window's file commands: save and load of the configuration file,
 // the comparison with a file, and the check of what the module holds after
 // writing.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The main window from the keyboard: page switching from anywhere, never onto a
 // hidden page; keys for the file and module commands; F10 to the menus; and the
 // focus kept where a person expects it around an operation.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The main window's start-up connection: the port chooser, the two error
 // dialogs and the probe, at start-up and whenever a port is chosen again.
 #include "TMainForm.h"

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Help > "Protocol trace...": a window beside the main window that lists every
 // frame exchanged with the module while read-all, write-all, a search or a
 // pairing runs: time, direction, operation, status and fields, with the raw

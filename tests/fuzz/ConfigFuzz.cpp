@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Fuzzes configuration files: the key lookup on any bytes, and a load of every
 // group followed by a save, whose file must load back to the same settings.
 #include "ConfigFile.h"

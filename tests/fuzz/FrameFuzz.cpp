@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Fuzzes the module's side of the line: the input is a script of operations
 // (FrameRun.h) whose port reads take their arrivals from the same bytes, so the
 // fuzzer decides both what the tool asks and how the answers arrive.

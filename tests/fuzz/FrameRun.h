@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // One run of Communicator operations against a port whose arrivals come from
 // outside (the fuzzer's bytes, or the virtual module when the seeds are made),
 // checking after every operation what each one promises: its result codes, the

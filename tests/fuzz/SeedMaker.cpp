@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Writes the seed corpora of the fuzz harnesses from the virtual module:
 //   frames/: scripts of FrameRun (the operation, its arguments, and every port
 //            read with the bytes the module answered), recorded as the tool ran

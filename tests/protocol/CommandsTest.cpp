@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Configuration commands: the frame each sends, what it gives out of the
 // module's answer (every field from bytes of its own), each outcome, and the
 // arguments it refuses without sending anything.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Frame collection, time-outs, result and status texts.
 #include "ProtocolRig.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Device search and pairing: the search request, the module's events, the
 // result store and the states.
 #include "ProtocolRig.h"

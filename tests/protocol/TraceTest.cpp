@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The protocol trace a person reads: the words of every frame in both
 // directions, and the trace file's lines for what the Communicator sends and
 // receives (events queued or completed from kept bytes, partial frames, bytes

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // mSerial against a pseudo-terminal: the port table, opening and closing, the
 // texts left on failure, the line settings that reach the device, the port
 // probe, and the bytes and timing of reads and writes.

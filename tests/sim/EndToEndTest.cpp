@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The tool's serial port and Communicator against the virtual module over a
 // real pseudo-terminal, and the nvmsim program as a person runs it. (What each
 // command sends and the module answers is checked byte for byte in

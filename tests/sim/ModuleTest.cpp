@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The virtual module alone, on a hand-moved clock: what it answers, how it frames
 // and paces bytes, its search and pairing runs, its faults, options and state file.
 #include "SimOptions.h"

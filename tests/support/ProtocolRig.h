@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // A Communicator on a scripted port (ScriptedPort.h) with a clock the test
 // moves: each clock reading gives the next scripted value while there are any,
 // then a counter that advances one hundredth per reading (wrapping at 100), so

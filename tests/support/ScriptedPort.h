@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // ScriptedPort: a serial port stand-in for tests. It records every byte written
 // and hands out queued arrivals on reads, as a module on the other end of the
 // line would send them. A read returns at most one arrival (or the part of it

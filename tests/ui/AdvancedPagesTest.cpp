@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The key filters of the edits of the advanced pages and the Serial port page,
 // on the pages on their own: the keys a person types, the keys that type
 // nothing as the window system sends them, and pasted text.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The small dialogs, desktop questions and help as a person meets them: what
 // the error report's caption and Help give, the answers the start-up dialogs'
 // buttons, close box and Escape give, the port list, the question boxes, and a

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Every kind of module through the window, and the File menu: read-all asks for
 // exactly the settings the module's capabilities call for and shows its General
 // page and advanced pages, write-all writes exactly those groups, the saved file

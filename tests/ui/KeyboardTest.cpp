@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The window from the keyboard, with keys as the window system delivers them:
 // page switching from any control and never onto a hidden page, the focus
 // after an operation and after a refused value, the default button of every

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The main window against a virtual module: write-all and read-all with the
 // question before a read-all over edits, failed reads and writes, the closing
 // question, help, and the progress dialog as it is painted.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The device search dialog and the pairing wizard as the Connecting and
 // Endpoint pages' buttons bring them up, on the window's line to a virtual
 // module: what they list and show, the frames they send, how each button and

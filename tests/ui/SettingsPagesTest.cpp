@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The pages in the window against a virtual module: a person's choices and
 // what write-all then sends, controls set by the program, and the refusals that
 // stop write-all on the right page. Each table's rows share one window, a new

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The start-up connection: the port chooser, the two error dialogs with what
 // they say and their retries, the port settings, and the end of the program
 // when the person gives up.

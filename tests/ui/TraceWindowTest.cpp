@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Help > Protocol trace... in the window against a virtual module: rows appear
 // while read-all runs, they are the frames the module recorded, the selected
 // frame's bytes show below, Save as... writes the lines of --trace, Clear

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // window_tests: every window test class in one program. "window_tests Name"
 // runs the class Name (further arguments go to Qt Test), no name runs them all;
 // the status is non-zero when a test failed.

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // WinPortTest N [ABSENT]: proves mSerial's Win32 backend against a module on
 // COM<N> (a real adapter, or under Wine the virtual module served by nvmsim with
 // the port mapped to its pseudo-terminal). It opens the port through

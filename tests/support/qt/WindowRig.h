@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The program's windows on a virtual module served on a pseudo-terminal in this
 // process, and a person working them: the main window's start-up dialogs and
 // questions are answered from queues, help and web requests are recorded, every
