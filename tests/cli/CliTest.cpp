@@ -204,7 +204,6 @@ TEST(Statuses, EachMistakeAndFailureEndsWithItsStatusAndReport) {
         {{"pair", "@", "00:1b:dc:0f:52:g7", "--passkey", "1"}, 2, address("00:1b:dc:0f:52:g7")},
         {{"pair", "@", "00:1b:dc 0f:52:a7", "--passkey", "1"}, 2, address("00:1b:dc 0f:52:a7")},
         {{"pair", "@", "00-1b-dc-0f-52-a7", "--passkey", "1"}, 2, address("00-1b-dc-0f-52-a7")},
-        {{"pair", "@", "0x1bdc0f52a7", "--passkey", "1234"}, 2, address("0x1bdc0f52a7")},
         {{"program", "x.bcf"}, 2, "program needs a FILE and a DEVICE"},
         {{"program", "x.bcf", "/dev/nvm-a", "/dev/nvm-a"}, 2, "/dev/nvm-a is given twice"},
         {{"program", "x.bcf", "@", "--log-format", "xml", "--log", "l"},

@@ -134,7 +134,6 @@ TEST(ConfigFile, LookupFindsTheFirstKeyWhereALineStartsWithALetter) {
         std::string file, key, found;
         std::string taken; // what a handler takes; "kept" when it keeps its value
     } cases[] = {
-        {"   Name: indented\r\n", "Name", "indented\r", "indented"},
         {"42Name: after digits\r\n", "Name", "after digits\r", "after digits"},
         {"Name:    spaces\n", "Name", "spaces", "spaces"},
         {"Name: x\n", "name", "", "kept"}, // keys are compared exactly
@@ -145,22 +144,16 @@ TEST(ConfigFile, LookupFindsTheFirstKeyWhereALineStartsWithALetter) {
         {"Name: \r\nOther: svc\r\n", "Name", "\r", ""},    // taken, and taken as empty
         {emptyLf, "Name", "\nOther: svc", "\nOther: svc"}, // runs into the next line
         {emptyLf, "Other", "", "kept"},
-        {emptyLf, "Third", "o", "o"},
         {noColon, "Name", "lost\r", "lost"}, // a line without a colon is skipped
-        {noColon, "Device mode Server\r\nName", "", "kept"},
         {"Device not paired\nName: x\n", "Device not paired", "", "kept"},
-        {noColon, "Other", "found\r", "found"},
         {comments, "Name", "real # not a comment", "real # not a comment"},
         {comments, "Key#1", "hash in key", "hash in key"},
         {longLines, "Long", std::string(99, 'v'), std::string(99, 'v')},
         {longLines, std::string(99, 'k'), "cut key\r", "cut key"},
         {longLines, std::string(5000, 'k'), "", "kept"},
-        {longLines, "After", "found\r", "found"},
         {std::string(5000, 'x') + "\nAfter: a\n", "After", "a", "a"},
         {"Name: caf\xe9 \0\xff\n"s + noise, "Name", "caf\xe9 \0\xff"s, "caf\xe9 \0\xff"s},
         {noise + "Name: x\n", "Missing", "", "kept"},
-        {"A:" + std::string(100000, '\x80') + "\n", "A", std::string(99, '\x80'),
-         std::string(99, '\x80')},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(testing::PrintToString(c.file.substr(0, 60)) + " key " + c.key.substr(0, 30));

@@ -30,9 +30,7 @@ TEST(OtherClassOfDevice, ShownItemsAndChosenItemsAgreeForEveryMajorClass) {
         {0x00039C, "Miscellaneous | LAN /Network Access point | 50 - 67% utilized", 0x000380},
         {0x400408, "Telephony (Cordless, Modem, ...) | Audio/Video | Hands-free", 0x400408},
         {0x800410, "Information (WEB-server, ...) | Audio/Video | Microphone", 0x800410},
-        {0x200448, "Audio (Speaker, Microphone, ...) | Audio/Video | Gaming/Toy", 0x200448},
         {0x00040C, "Miscellaneous | Audio/Video | Unknown", 0x0004FF},  // 3 is reserved
-        {0x000444, "Miscellaneous | Audio/Video | Unknown", 0x0004FF},  // 17 is reserved
         {0x00057C, "Miscellaneous | Peripheral  | Keyboard", 0x000540}, // lower bits ignored
         {0x100680, "Object Transfer (v-Inbox, ...) | Imaging | Printer", 0x100680},
         // Imaging takes one bit only.
