@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Many modules from the command line: "program" on several virtual modules at
 // once, its station mode as modules come and go, "diff", the log's SHA-256, and
 // nvmsim --count. btconf-cli runs as a child process against modules served by

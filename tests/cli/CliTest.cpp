@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // btconf-cli as a person runs it: the program in a child process against the
 // virtual module served by this process on a pseudo-terminal. What is checked is
 // what can be seen: the exit status, standard output and error, the files it

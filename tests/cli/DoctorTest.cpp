@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // btconf-cli doctor as a person runs it: one line a check, stopping at the
 // first that fails, the remedy under it, and status 0 only when a module
 // answered. The services that take devices away are looked for in a stand-in

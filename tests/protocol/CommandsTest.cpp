@@ -2,7 +2,7 @@
 // Configuration commands: the frame each sends, what it gives out of the
 // module's answer (every field from bytes of its own), each outcome, and the
 // arguments it refuses without sending anything.
-#include "Compare.h"
+#include "TextDiff.h"
 #include "ProtocolRig.h"
 
 #include <functional>

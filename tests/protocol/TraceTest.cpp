@@ -4,7 +4,7 @@
 // receives (events queued or completed from kept bytes, partial frames, bytes
 // dropped).
 #include "Trace.h"
-#include "Compare.h"
+#include "TextDiff.h"
 #include "ProtocolRig.h"
 
 #include <algorithm>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The configuration file: the name it is saved under, the bytes on disk, what
 // survives a failed save, what a load refuses to read, and which value the key
 // lookup finds in hand-edited, odd or damaged files.

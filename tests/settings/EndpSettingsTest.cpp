@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The Endpoint group: the order of its checks, what a load takes back and the
 // section's lines that only some values give. (Its frames, failures and
 // ordinary saved lines are checked with all groups in ModuleSettingsTest and

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The General group: what the identity answer turns into, and what a load takes
 // back and validation refuses. (Its frames and failures are checked with all
 // groups in ModuleSettingsTest.)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // All groups of a module together, against the virtual module: which groups
 // read-all and write-all visit and in which order, the flags the General read
 // hands on, how each group turns the module's answers into saved lines and its

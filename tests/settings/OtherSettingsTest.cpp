@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The Other group: the Class of Device both ways, the latency check, the
 // section's lines that only some values and features give, and what a load
 // takes back. (Its frames, failures and ordinary saved lines are checked with

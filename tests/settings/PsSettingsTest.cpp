@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The Power save group: the fixed order of its checks and what a load takes
 // back. (Its frames, failures and saved lines are checked with all groups in
 // ModuleSettingsTest and tests/cli.)

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The audio (SCO) group: the support flags that let its reads, writes, section
 // and load take place, the gains the module has no control for, and what a load
 // takes back. (Its other frames, failures and saved lines are checked with all

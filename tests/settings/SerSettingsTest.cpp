@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The Serial port group: the section's lines that only some values give, what a
 // load takes back, and the user-defined speed rule. (Its frames, failures and
 // ordinary saved lines are checked with all groups in ModuleSettingsTest and

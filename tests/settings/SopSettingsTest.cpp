@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The Scan and Output power group: the order of its checks, the person's edits,
 // and what a load takes back. (Its frames, failures and saved lines are checked
 // with all groups in ModuleSettingsTest and tests/cli.)

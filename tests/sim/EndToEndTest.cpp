@@ -5,7 +5,7 @@
 // protocol/CommandsTest and sim/ModuleTest; searching and pairing against the
 // module in the windows' tests.)
 #include "Communicator.h"
-#include "Compare.h"
+#include "TextDiff.h"
 #include "SimServer.h"
 #include "mSerial.h"
 

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // The virtual module served on a pseudo-terminal, started with nvmsim's options
 // (profile, state, faults), the frames it heard, and, for the settings groups,
 // the port opened as the tool opens it, a progress bar that records its steps
@@ -5,7 +6,7 @@
 #pragma once
 
 #include "Communicator.h"
-#include "Compare.h" // found beside this header, before the settings library's own Compare.h
+#include "TextDiff.h"
 #include "SettingsGroup.h"
 #include "SimServer.h"
 #include "mSerial.h"

@@ -1,9 +1,10 @@
+// SPDX-License-Identifier: Apache-2.0
 // Programs run as a person runs them: btconf-cli or nvmsim in a child process,
 // with /dev/null as standard input and standard output and error in files (or
 // standard error on a pseudo-terminal, which then gives what the terminal shows).
 #pragma once
 
-#include "Compare.h"
+#include "TextDiff.h"
 
 #include <chrono>
 #include <csignal>

@@ -1,3 +1,4 @@
+// SPDX-License-Identifier: Apache-2.0
 // Comparisons that say where two texts or two byte strings part, so that a
 // failing test names the line or the byte instead of printing two blobs.
 #pragma once
