@@ -78,6 +78,15 @@ bool Act(TMainForm& f, const QString& action) {
     return true;
 }
 
+// Puts a module holding `state` on the window's port, reads it and does
+// `actions`; "" when all went, else the step that did not.
+QString PlugAndAct(WindowRig& rig, const QByteArray& state, const QStringList& actions) {
+    if (!rig.Plug(ModuleFile("--state", state))) return "the module's read";
+    for (const QString& action : actions)
+        if (!Act(*rig.form, action)) return action;
+    return QString();
+}
+
 // The window on a first module, with the advanced settings shown (the warning
 // answered Yes) and the Serial port page in front; null when that failed.
 std::unique_ptr<WindowRig> Window() {
@@ -135,9 +144,7 @@ class SettingsPagesTest : public QObject {
         TMainForm& f = *rig->form;
         for (const auto& row : rows) {
             RowName name(row.actions.join(", "));
-            QVERIFY(rig->Plug(ModuleFile("--state", row.state)));
-            for (const QString& action : row.actions)
-                QVERIFY2(Act(f, action), qPrintable(action));
+            QCOMPARE(PlugAndAct(*rig, row.state, row.actions), QString());
             QCOMPARE(SerialShows(f), row.shows);
             QVERIFY(f.AnyChanged());
             rig->ClearTrace();
@@ -190,9 +197,7 @@ class SettingsPagesTest : public QObject {
         TMainForm& f = *rig->form;
         for (const auto& row : rows) {
             RowName name(row.actions.join(", "));
-            QVERIFY(rig->Plug(ModuleFile("--state", row.state)));
-            for (const QString& action : row.actions)
-                QVERIFY2(Act(f, action), qPrintable(action));
+            QCOMPARE(PlugAndAct(*rig, row.state, row.actions), QString());
             QVERIFY(f.AnyChanged());
             const bool connecting = row.frames.first() == "13 01 01";
             QCOMPARE(f.endpSetHandler->endpointRadio->isChecked(), !connecting);
@@ -234,9 +239,7 @@ class SettingsPagesTest : public QObject {
         TMainForm& f = *rig->form;
         for (const auto& row : rows) {
             RowName name(row.actions.join(", "));
-            QVERIFY(rig->Plug(ModuleFile("--state", row.state)));
-            for (const QString& action : row.actions)
-                QVERIFY2(Act(f, action), qPrintable(action));
+            QCOMPARE(PlugAndAct(*rig, row.state, row.actions), QString());
             if (!row.shown.isEmpty())
                 QCOMPARE(row.shown.section('=', 0, 0) + "=" +
                              f.findChild<QLabel*>(row.shown.section('=', 0, 0))->text(),
@@ -309,9 +312,7 @@ class SettingsPagesTest : public QObject {
         TMainForm& f = *rig->form;
         for (const auto& row : rows) {
             RowName name(row.headline);
-            QVERIFY(rig->Plug(ModuleFile("--state", row.state)));
-            for (const QString& action : row.actions)
-                QVERIFY2(Act(f, action), qPrintable(action));
+            QCOMPARE(PlugAndAct(*rig, row.state, row.actions), QString());
             f.PageControl1->setCurrentWidget(f.adv1);
             rig->ClearTrace();
             f.writeConf->click();
