@@ -5,6 +5,7 @@
 #include "Communicator.h"
 #include "ConfigFile.h"
 #include "Diff.h"
+#include "Json.h"
 #include "ModuleSettings.h"
 #include "Program.h"
 #include "TextBar.h"
@@ -158,6 +159,17 @@ int ReadCommand(const std::string& device, const std::string& output, Console& c
     if (const int status = ReadModule(settings, link, console)) return status;
 
     const std::string text = settings.FileText();
+    if (console.json)
+        console.out << JsonLine({{"event", "read"},
+                                 {"device", device},
+                                 {"product", JsonText(settings.general.productId)},
+                                 {"address", settings.general.bluetoothAddress},
+                                 {"software", JsonText(settings.general.softwareVersion)},
+                                 {"output", output},
+                                 {"settings", FileValues(text)}})
+                    << "\n"
+                    << std::flush;
+    if (output == "-" && console.json) return kSuccess; // the settings are in the object
     if (output == "-") {
         console.out << WithCrLf(text) << std::flush;
         if (!console.out) {
@@ -172,17 +184,25 @@ int ReadCommand(const std::string& device, const std::string& output, Console& c
         Say(console.err, "Configuration file could not be saved!", {output + ": " + why});
         return kCannotSave;
     }
-    console.out << "Read " << Identity(settings) << " into " << output << "\n" << std::flush;
+    if (!console.json)
+        console.out << "Read " << Identity(settings) << " into " << output << "\n" << std::flush;
     return kSuccess;
 }
 
-int WriteCommand(const std::string& device, const std::string& path, Console& console) {
+int WriteCommand(const std::string& device, const std::string& path, const UnitOptions& unitOptions,
+                 Console& console) {
     std::string bytes;
     if (const int status = ReadFile(path, bytes, console.err)) return status;
     {
         // A file without one setting is refused before the module is asked anything.
         ModuleSettings probe;
         if (probe.LoadFile(bytes) == 0) return NoSettings(path, console.err);
+    }
+    Units units;
+    std::string why;
+    if (!units.Setup(unitOptions, why)) {
+        Say(console.err, why);
+        return kInvalid;
     }
 
     Link link;
@@ -191,8 +211,16 @@ int WriteCommand(const std::string& device, const std::string& path, Console& co
     // settings only leaves the others as they are.
     ModuleSettings settings;
     if (const int status = ReadModule(settings, link, console)) return status;
-    const int taken = settings.LoadFile(bytes);
+    int taken = settings.LoadFile(bytes);
     if (taken == 0) return NoSettings(path, console.err);
+    Unit unit;
+    if (units.Active()) {
+        if (!units.Take(settings.general.bluetoothAddress, unit, why)) {
+            Say(console.err, "Not written: " + why);
+            return kInvalid;
+        }
+        taken += settings.LoadFile(unit.FileText());
+    }
 
     Failure failure;
     if (settings.ValidateAll(failure) != nullptr) {
@@ -213,6 +241,22 @@ int WriteCommand(const std::string& device, const std::string& path, Console& co
         }
     }
     settings.ClearChanged();
+    if (console.json) {
+        Json values = Json::object();
+        for (const auto& [key, value] : unit.values)
+            values[JsonText(key)] = JsonText(value);
+        console.out << JsonLine({{"event", "write"},
+                                 {"device", device},
+                                 {"product", JsonText(settings.general.productId)},
+                                 {"address", settings.general.bluetoothAddress},
+                                 {"file", path},
+                                 {"taken", taken},
+                                 {"unit", unit.number != 0 ? Json(unit.number) : Json()},
+                                 {"values", values}})
+                    << "\n"
+                    << std::flush;
+        return kSuccess;
+    }
     console.out << "Wrote " << taken << (taken == 1 ? " setting" : " settings") << " from " << path
                 << " to " << Identity(settings) << "\n"
                 << std::flush;
@@ -234,11 +278,23 @@ int CheckCommand(const std::string& path, Console& console) {
     Address address{};
     if (TakeConfigValue("Device paired with", bytes, paired) && btaddress::Parse(paired, address))
         settings.SetPairedAddress(address);
-    for (const std::string& line : taken)
-        console.out << line << "\n";
-    console.out << std::flush;
     Failure failure;
-    if (settings.ValidateAll(failure) != nullptr) {
+    const bool valid = settings.ValidateAll(failure) == nullptr;
+    if (console.json) {
+        std::string lines;
+        for (const std::string& line : taken)
+            lines += line + "\n";
+        console.out << JsonLine({{"event", "check"},
+                                 {"file", path},
+                                 {"settings", FileValues(lines)},
+                                 {"valid", valid}})
+                    << "\n";
+    } else {
+        for (const std::string& line : taken)
+            console.out << line << "\n";
+    }
+    console.out << std::flush;
+    if (!valid) {
         Report(console.err, failure);
         return kInvalid;
     }

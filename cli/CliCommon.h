@@ -6,6 +6,7 @@
 
 #include "Cli.h"
 #include "Communicator.h"
+#include "Units.h"
 #include "mSerial.h"
 
 #include <array>
@@ -61,7 +62,8 @@ class Link {
 
 // read, write and check (Cli.cpp).
 int ReadCommand(const std::string& device, const std::string& output, Console& console);
-int WriteCommand(const std::string& device, const std::string& path, Console& console);
+int WriteCommand(const std::string& device, const std::string& path, const UnitOptions& units,
+                 Console& console);
 int CheckCommand(const std::string& path, Console& console);
 // The ports as the window's chooser lists them (Ports.cpp).
 int PortsCommand(const std::vector<std::string>& given, Console& console);

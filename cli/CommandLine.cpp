@@ -6,6 +6,7 @@
 
 #include "CliCommon.h"
 #include "Diff.h"
+#include "Json.h"
 #include "Program.h"
 #include "Trace.h"
 
@@ -15,6 +16,7 @@
 #include <cstdio>
 #include <cstring>
 #include <ostream>
+#include <sstream>
 
 namespace cli {
 
@@ -77,6 +79,7 @@ struct Given {
     std::string device, file, second, output, address, passkey, timeLimit, trace;
     std::vector<std::string> devices, only;
     bool json = false;
+    UnitOptions units;
     ProgramOptions program;
 };
 
@@ -84,6 +87,7 @@ struct Parser {
     CLI::App app{"", "btconf-cli"};
     Given g;
     CLI::App* command = nullptr;
+    std::vector<CLI::Option*> firsts; // --first of write and program
 
     Parser() {
         app.set_help_flag("-h,--help");
@@ -98,6 +102,7 @@ struct Parser {
         auto* write = Add("write");
         write->add_option("DEVICE", g.device)->required();
         write->add_option("FILE", g.file)->required();
+        UnitOptions(write, g.units);
         Add("check")->add_option("FILE", g.file)->required();
         Add("ports")->add_option("DEVICE", g.devices);
         Add("doctor")->add_option("DEVICE", g.devices);
@@ -125,10 +130,21 @@ struct Parser {
         program->add_option("--log-format", p.logFormat)
             ->check(CLI::IsMember({"csv", "json"}))
             ->needs(log);
+        UnitOptions(program, p.units);
 
         auto* diff = Add("diff");
         diff->add_option("FIRST", g.file)->required();
         diff->add_option("SECOND", g.second)->required();
+    }
+
+    // Per-unit values of write and program.
+    void UnitOptions(CLI::App* command, cli::UnitOptions& u) {
+        command->add_option("--set", u.sets)
+            ->expected(1)
+            ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+        command->add_option("--units", u.units)->check(Check(NotEmpty));
+        command->add_option("--counter", u.counter)->check(Check(NotEmpty));
+        firsts.push_back(command->add_option("--first", u.first)->check(CLI::Range(0L, 999999999L)));
     }
 
     CLI::App* Add(const char* name) {
@@ -151,7 +167,7 @@ int Dispatch(const std::string& name, const Given& g, Console& console) {
         return kSuccess;
     }
     if (name == "read") return ReadCommand(g.device, g.output, console);
-    if (name == "write") return WriteCommand(g.device, g.file, console);
+    if (name == "write") return WriteCommand(g.device, g.file, g.units, console);
     if (name == "check") return CheckCommand(g.file, console);
     if (name == "ports") return PortsCommand(g.devices, console);
     if (name == "doctor") return DoctorCommand(g.devices, console);
@@ -170,6 +186,60 @@ int Dispatch(const std::string& name, const Given& g, Console& console) {
     return PairCommand(g.device, remoteInitiates, address, key, limit, console);
 }
 
+// Passes what is written on to another stream and keeps a copy.
+class Tee : public std::streambuf {
+  public:
+    explicit Tee(std::ostream& to) : to(to) {}
+    std::string kept;
+
+  protected:
+    int overflow(int c) override {
+        if (c == EOF) return 0;
+        kept += char(c);
+        to.put(char(c));
+        return c;
+    }
+    std::streamsize xsputn(const char* s, std::streamsize n) override {
+        kept.append(s, std::size_t(n));
+        to.write(s, n);
+        return n;
+    }
+    int sync() override {
+        to.flush();
+        return 0;
+    }
+
+  private:
+    std::ostream& to;
+};
+
+// With --json, a command that fails with a report ends with an object of its
+// own on standard output: the exit status and the report's lines as standard
+// error has them.
+int WithFailureObject(const std::string& name, const Given& g, Console& console) {
+    Tee tee(console.err);
+    std::ostream err(&tee);
+    Console teed{console.out, err, console.progress, true};
+    const int status = Dispatch(name, g, teed);
+    err.flush();
+    Json report = Json::array();
+    std::istringstream lines(tee.kept);
+    for (std::string line; std::getline(lines, line);)
+        if (!line.empty() && line.find_first_of("\r\x1b") == std::string::npos)
+            report.push_back(JsonText(line.rfind("btconf-cli: ", 0) == 0 ? line.substr(12) : line));
+    // program's modules have their own results and summary.
+    if (status == kSuccess || status == kDiffer || report.empty()) return status;
+    console.out << JsonLine({{"event", "failed"}, {"command", name}, {"status", status},
+                             {"report", report}})
+                << "\n"
+                << std::flush;
+    return status;
+}
+
+int Command(const std::string& name, const Given& g, Console& console) {
+    return console.json ? WithFailureObject(name, g, console) : Dispatch(name, g, console);
+}
+
 } // namespace
 
 int Run(const std::vector<std::string>& args, Console& console) {
@@ -183,8 +253,10 @@ int Run(const std::vector<std::string>& args, Console& console) {
     } catch (const CLI::ParseError& e) {
         return Misused(e.what(), console);
     }
-    const Given& g = parser.g;
+    Given& g = parser.g;
     const std::string name = parser.command->get_name();
+    for (const CLI::Option* first : parser.firsts)
+        g.units.firstGiven = g.program.units.firstGiven = g.units.firstGiven || first->count() > 0;
     if (name == "program") {
         const std::string why = CheckProgramOptions(g.program);
         if (!why.empty()) return Misused(why, console);
@@ -195,7 +267,7 @@ int Run(const std::vector<std::string>& args, Console& console) {
 
     // --trace FILE: every frame of every Communicator the command makes is
     // written to FILE, one line each, flushed at once.
-    if (parser.app.count("--trace") == 0) return Dispatch(name, g, console);
+    if (parser.app.count("--trace") == 0) return Command(name, g, console);
     std::FILE* file = std::fopen(g.trace.c_str(), "wb");
     if (file == nullptr) {
         Say(console.err, "The trace file could not be written!",
@@ -204,7 +276,7 @@ int Run(const std::vector<std::string>& args, Console& console) {
     }
     TraceWriter writer(file);
     Communicator::SetDefaultObserver(writer.Observer());
-    const int status = Dispatch(name, g, console);
+    const int status = Command(name, g, console);
     Communicator::SetDefaultObserver(nullptr);
     std::fclose(file);
     return status;

@@ -2,6 +2,7 @@
 #include "Diff.h"
 
 #include "ConfigFile.h"
+#include "Json.h"
 #include "ModuleSettings.h"
 #include "Program.h"
 #include "TextBar.h"
@@ -34,8 +35,17 @@ int ReadConfig(const std::string& path, std::string& bytes, std::ostream& err) {
 
 int Print(const std::vector<SettingDifference>& differences, const std::string& firstWord,
           const std::string& secondWord, Console& console) {
+    if (console.json) {
+        // One object: the differences with a side's value null where it lacks the line.
+        Json list = Json::array();
+        for (const SettingDifference& d : differences)
+            list.push_back({{"key", JsonText(d.key)},
+                            {firstWord, d.inFirst ? Json(JsonText(d.first)) : Json()},
+                            {secondWord, d.inSecond ? Json(JsonText(d.second)) : Json()}});
+        console.out << JsonLine({{"event", "diff"}, {"differences", list}}) << "\n";
+    }
     for (const SettingDifference& d : differences)
-        console.out << DifferenceLine(d, firstWord, secondWord) << "\n";
+        if (!console.json) console.out << DifferenceLine(d, firstWord, secondWord) << "\n";
     console.out << std::flush;
     return differences.empty() ? kSuccess : kDiffer;
 }

@@ -2,6 +2,7 @@
 // btconf-cli search, pair and wait-pair: a device search listed as it goes,
 // and a pairing with its own outcome texts, each within a time limit.
 #include "CliCommon.h"
+#include "Json.h"
 #include "EndpSettings.h"
 
 #include <algorithm>
@@ -113,8 +114,16 @@ int SearchCommand(const std::string& device, int limitSeconds, Console& console)
             char cod[16];
             std::snprintf(cod, sizeof cod, "0x%06x", unsigned(classOfDevice & 0xffffff));
             status.Clear();
-            console.out << btaddress::Text(address) << "  " << NameText(name) << "  " << cod << "\n"
-                        << std::flush;
+            if (console.json)
+                console.out << JsonLine({{"event", "device"},
+                                         {"address", btaddress::Text(address)},
+                                         {"name", JsonText(NameText(name))},
+                                         {"class", cod}})
+                            << "\n";
+            else
+                console.out << btaddress::Text(address) << "  " << NameText(name) << "  " << cod
+                            << "\n";
+            console.out << std::flush;
         }
     };
     // Polls until the module ends the search (2 or 3) or the time is up.
@@ -214,7 +223,11 @@ int PairCommand(const std::string& device, bool remoteInitiates, const Address& 
         Report(console.err, failure);
         return kCommunication;
     }
-    console.out << "Paired with " << btaddress::Text(paired) << "\n" << std::flush;
+    if (console.json)
+        console.out << JsonLine({{"event", "paired"}, {"address", btaddress::Text(paired)}}) << "\n";
+    else
+        console.out << "Paired with " << btaddress::Text(paired) << "\n";
+    console.out << std::flush;
     return kSuccess;
 }
 

@@ -2,16 +2,19 @@
 // btconf-cli ports: the ports as the window's chooser lists them, with what the
 // system knows of each device and whether it can be opened.
 #include "CliCommon.h"
+#include "Json.h"
 
 #include <algorithm>
 #include <array>
 #include <cerrno>
 #include <cstdio>
+#include <cstdlib>
 #include <cstring>
 #include <fstream>
 #include <string>
 
 #if !defined(_WIN32)
+#include <dirent.h>
 #include <fcntl.h>
 #include <sys/file.h>
 #include <sys/stat.h>
@@ -95,57 +98,106 @@ std::string WhyNotOpened(const std::string& device, const mSerial& port) {
     return port.GetLastErrorText();
 }
 
-// The ports as the window's chooser lists them: COM1 to COM20 (and COM21 when
-// it has a device), each with its device, what the system knows of it, and
-// whether it can be opened.
+#if !defined(_WIN32)
+// The links the system keeps for a device under /dev/serial/FOLDER (by-path:
+// the physical socket; by-id: the adapter's serial number). BTCONF_SYSROOT
+// stands in for / in tests.
+std::vector<std::string> LinksTo(const std::string& real, const char* folder) {
+    const char* root = std::getenv("BTCONF_SYSROOT");
+    const std::string dir = std::string(root != nullptr ? root : "") + "/dev/serial/" + folder;
+    std::vector<std::string> links;
+    if (DIR* d = ::opendir(dir.c_str())) {
+        while (const dirent* entry = ::readdir(d)) {
+            const std::string link = dir + "/" + entry->d_name;
+            char resolved[4096];
+            if (entry->d_name[0] != '.' && ::realpath(link.c_str(), resolved) != nullptr &&
+                real == resolved)
+                links.push_back(link);
+        }
+        ::closedir(d);
+    }
+    std::sort(links.begin(), links.end());
+    return links;
+}
+#endif
+
+// The serial devices: those given first, then the system's, each with the COM
+// number the window gives it, what the system knows of it, whether it can be
+// opened, and the links that name it by its socket and by its serial number.
 int PortsCommand(const std::vector<std::string>& given, Console& console) {
-    PortTable::Set(PortTable::Build(given));
-    std::vector<std::array<std::string, 4>> rows;
+    struct Row {
+        std::string port, device, resolved, kind, state;
+        std::vector<std::string> byPath, byId;
+    };
+    std::vector<Row> rows;
 #if defined(_WIN32)
     uint8_t flags[PortTable::kMaxPorts + 1] = {};
     mSerial probe;
     probe.GetValidComPorts(flags, PortTable::kMaxPorts);
     for (int n = 1; n <= PortTable::kMaxPorts; ++n)
-        if (flags[n] != 0 || n < PortTable::kMaxPorts)
-            rows.push_back({mSerial::PortName(n), "", "",
-                            flags[n] != 0 ? "can be opened" : "no device, or in use"});
+        if (flags[n] != 0)
+            rows.push_back({mSerial::PortName(n), "\\\\.\\" + mSerial::PortName(n), "", "",
+                            "can be opened", {}, {}});
 #else
-    for (int n = 1; n <= PortTable::kMaxPorts; ++n) {
-        const std::string device = PortTable::DeviceOf(n);
-        if (device.empty()) {
-            if (n < PortTable::kMaxPorts)
-                rows.push_back({mSerial::PortName(n), "(no device)", "", ""});
-            continue;
-        }
+    const std::vector<std::string> devices = PortTable::Devices(given);
+    for (std::size_t i = 0; i < devices.size(); ++i) {
+        Row row;
+        row.port = i < std::size_t(PortTable::kMaxPorts) ? mSerial::PortName(int32_t(i + 1)) : "-";
+        row.device = devices[i];
         char resolved[4096];
-        const bool exists = ::realpath(device.c_str(), resolved) != nullptr;
-        const std::string real = exists ? resolved : "";
-        std::string shown = device;
-        if (exists && real != device) shown += " -> " + real;
-        if (!exists) {
-            rows.push_back({mSerial::PortName(n), shown, "(no device)", ""});
+        if (::realpath(row.device.c_str(), resolved) == nullptr) {
+            row.state = "(no device)";
+            rows.push_back(row);
             continue;
         }
-        const int opened = ::access(device.c_str(), R_OK | W_OK) == 0 ? 0 : errno;
-        std::string why = CannotOpen(device);
+        row.resolved = resolved;
+        const int opened = ::access(row.device.c_str(), R_OK | W_OK) == 0 ? 0 : errno;
+        std::string why = CannotOpen(row.device);
         if (!why.empty() && (opened == EACCES || opened == EPERM))
             why += "; " + std::string(kPermissionAdvice);
-        rows.push_back({mSerial::PortName(n), shown, DeviceKind(real),
-                        why.empty() ? "can be opened" : "cannot be opened: " + why});
+        row.kind = DeviceKind(row.resolved);
+        row.state = why.empty() ? "can be opened" : "cannot be opened: " + why;
+        row.byPath = LinksTo(row.resolved, "by-path");
+        row.byId = LinksTo(row.resolved, "by-id");
+        rows.push_back(row);
     }
 #endif
+    if (console.json) {
+        for (const Row& r : rows)
+            console.out << JsonLine({{"port", r.port},
+                                     {"device", r.device},
+                                     {"resolved", r.resolved.empty() ? Json() : Json(r.resolved)},
+                                     {"kind", r.kind},
+                                     {"state", r.state},
+                                     {"by-path", r.byPath},
+                                     {"by-id", r.byId}})
+                        << "\n";
+        console.out << std::flush;
+        return kSuccess;
+    }
+    if (rows.empty()) console.out << "No serial device found.\n";
     std::size_t widths[3] = {};
-    for (const auto& row : rows)
+    auto cells = [](const Row& r) {
+        std::string shown = r.device;
+        if (!r.resolved.empty() && r.resolved != r.device) shown += " -> " + r.resolved;
+        return std::array<std::string, 4>{r.port, shown, r.kind, r.state};
+    };
+    for (const Row& r : rows)
         for (std::size_t i = 0; i < 3; ++i)
-            widths[i] = std::max(widths[i], row[i].size());
-    for (const auto& row : rows) {
+            widths[i] = std::max(widths[i], cells(r)[i].size());
+    for (const Row& r : rows) {
+        const auto cell = cells(r);
         std::string line;
         for (std::size_t i = 0; i < 4; ++i) {
-            line += row[i];
-            if (i < 3) line += std::string(widths[i] - row[i].size() + 3, ' ');
+            line += cell[i];
+            if (i < 3) line += std::string(widths[i] - cell[i].size() + 3, ' ');
         }
         line.erase(line.find_last_not_of(' ') + 1);
         console.out << line << "\n";
+        for (const std::string& link : r.byPath)
+            console.out << "      by-path: " << link << "\n";
+        for (const std::string& link : r.byId)
+            console.out << "      by-id:   " << link << "\n";
     }
     console.out << std::flush;
     return kSuccess;

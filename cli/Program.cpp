@@ -53,26 +53,6 @@ std::string Csv(const std::string& field) {
     return quoted + "\"";
 }
 
-std::string Json(const std::string& text) {
-    std::string quoted = "\"";
-    for (char c : text) {
-        const auto u = static_cast<unsigned char>(c);
-        if (c == '"' || c == '\\') {
-            quoted += '\\';
-            quoted += c;
-        } else if (u < 0x20 || u >= 0x7f) {
-            // Module and file texts are 8-bit: every byte outside printable
-            // ASCII is written as its code, so that each line stays valid JSON.
-            char escaped[8];
-            std::snprintf(escaped, sizeof escaped, "\\u%04x", unsigned(u));
-            quoted += escaped;
-        } else {
-            quoted += c;
-        }
-    }
-    return quoted + "\"";
-}
-
 std::string Joined(const std::vector<std::string>& lines, const char* between) {
     std::string text;
     for (const std::string& line : lines)
@@ -83,8 +63,22 @@ std::string Joined(const std::vector<std::string>& lines, const char* between) {
 } // namespace
 
 std::string ResultLine(const Outcome& o) {
-    return o.device + "  " + Or(o.product) + "  " + Or(o.address) + "  " +
-           (o.ok ? "OK" : "FAILED") + "  " + Seconds(o.seconds);
+    std::string line = o.device;
+    if (!o.resolved.empty() && o.resolved != o.device) line += " (" + o.resolved + ")";
+    line += "  " + Or(o.product) + "  " + Or(o.address) + "  " + (o.ok ? "OK" : "FAILED") + "  " +
+            Seconds(o.seconds);
+    if (o.unit.number != 0) line += "  unit " + std::to_string(o.unit.number);
+    for (const auto& [key, value] : o.unit.values)
+        line += "  " + key + ": " + value;
+    return line;
+}
+
+std::string Resolved(const std::string& device) {
+#if !defined(_WIN32)
+    char real[4096];
+    if (::realpath(device.c_str(), real) != nullptr) return real;
+#endif
+    return device;
 }
 
 bool Port::Open(int32_t n, const std::string& device, std::vector<std::string>& why) {
@@ -116,6 +110,7 @@ void Tracker::Begin(const char* name, int steps) {
     position = 0;
     maximum = steps;
     phase = name;
+    if (onBegin) onBegin(name, steps);
 }
 
 std::string Tracker::Text() const {
@@ -125,8 +120,9 @@ std::string Tracker::Text() const {
            std::to_string(of);
 }
 
-Outcome ProgramOn(Port& port, const std::string& bytes, const std::string& fileName,
-                  Tracker* tracker) {
+Outcome ProgramOn(Port& port, Job& job, Tracker* tracker) {
+    const std::string& bytes = job.bytes;
+    const std::string& fileName = job.fileName;
     Outcome o;
     Tracker unused;
     Tracker& t = tracker != nullptr ? *tracker : unused;
@@ -146,6 +142,15 @@ Outcome ProgramOn(Port& port, const std::string& bytes, const std::string& fileN
     if (settings.LoadFile(bytes, &taken) == 0) {
         o.reason = {fileName + " contains no settings"};
         return o;
+    }
+    if (job.units.Active()) {
+        // The unit takes its number now: a unit that fails from here on keeps it.
+        std::string why;
+        if (!job.units.Take(o.address, o.unit, why)) {
+            o.reason = {"Not written: " + why};
+            return o;
+        }
+        settings.LoadFile(o.unit.FileText(), &taken);
     }
     if (settings.ValidateAll(failure) != nullptr) {
         o.reason = ReportLines(failure);
@@ -193,8 +198,7 @@ void Writer::Lines(const std::vector<std::string>& lines) {
     out << std::flush;
 }
 
-bool Log::Open(const std::string& logPath, bool asJson, const std::string& name,
-               const std::string& bytes, std::string& why) {
+bool Log::Open(const std::string& logPath, bool asJson, std::string& why) {
     std::ofstream out(logPath, std::ios::binary | std::ios::app);
     if (!out) {
         why = logPath + ": it cannot be written";
@@ -202,7 +206,8 @@ bool Log::Open(const std::string& logPath, bool asJson, const std::string& name,
     }
     out.seekp(0, std::ios::end);
     if (!asJson && out.tellp() == std::streampos(0))
-        out << "time,device,address,product,software,file,sha256,result,reason,differences\n";
+        out << "time,device,address,product,software,file,sha256,result,reason,differences,"
+               "resolved,unit,values\n";
     out.flush();
     if (!out) {
         why = logPath + ": it cannot be written";
@@ -210,50 +215,87 @@ bool Log::Open(const std::string& logPath, bool asJson, const std::string& name,
     }
     path = logPath;
     json = asJson;
-    fileName = name;
-    sha256 = Sha256Hex(bytes);
     return true;
 }
 
-void Log::Record(const Outcome& o) {
+void Log::Record(const std::string& csvLine, const Json& object) {
     if (path.empty()) return;
-    std::vector<std::string> differences;
+    std::lock_guard<std::mutex> lock(mutex);
+    std::ofstream(path, std::ios::binary | std::ios::app)
+        << (json ? JsonLine(object) : csvLine) << "\n" << std::flush;
+}
+
+// The reason without the differences, which have their own field.
+std::string ReasonText(const Outcome& o) {
+    return Joined({o.reason.begin(), o.reason.end() - long(o.differences.size())}, " / ");
+}
+
+Json RecordFields(const Outcome& o, const Job& job) {
+    Json differences = Json::array();
+    for (const SettingDifference& d : o.differences)
+        differences.push_back({{"key", JsonText(d.key)},
+                               {"module", d.inFirst ? Json(JsonText(d.first)) : Json()},
+                               {"file", d.inSecond ? Json(JsonText(d.second)) : Json()}});
+    Json values = Json::object();
+    for (const auto& [key, value] : o.unit.values)
+        values[JsonText(key)] = JsonText(value);
+    return {{"time", Now()},
+            {"device", o.device},
+            {"resolved", o.resolved},
+            {"unit", o.unit.number != 0 ? Json(o.unit.number) : Json()},
+            {"values", values},
+            {"address", o.address},
+            {"product", JsonText(o.product)},
+            {"software", JsonText(o.software)},
+            {"file", job.fileName},
+            {"sha256", job.sha256},
+            {"result", o.ok ? "OK" : "FAILED"},
+            {"reason", JsonText(ReasonText(o))},
+            {"differences", differences}};
+}
+
+void Job::Event(const std::string& event, const std::string& device, Json fields) {
+    if (!json) return;
+    Json object = {{"event", event}, {"device", device}};
+    object.update(fields);
+    writer.Line(JsonLine(object));
+}
+
+void Job::Report(const Outcome& o) {
+    const Json fields = RecordFields(o, *this);
+    if (json) {
+        Json event = {{"event", "result"}};
+        event.update(fields);
+        event["seconds"] = o.seconds;
+        writer.Line(JsonLine(event));
+    } else {
+        std::vector<std::string> lines{ResultLine(o)};
+        for (const std::string& line : o.reason)
+            lines.push_back("    " + line);
+        writer.Lines(lines);
+    }
+    std::vector<std::string> differences, values;
     for (const SettingDifference& d : o.differences)
         differences.push_back(DifferenceLine(d, "module", "file"));
-    // The reason without the differences, which have their own field.
-    std::vector<std::string> reason(o.reason.begin(), o.reason.end() - long(differences.size()));
-    const std::string result = o.ok ? "OK" : "FAILED";
-    std::string record;
-    if (json) {
-        record = "{\"time\":" + Json(Now()) + ",\"device\":" + Json(o.device) +
-                 ",\"address\":" + Json(o.address) + ",\"product\":" + Json(o.product) +
-                 ",\"software\":" + Json(o.software) + ",\"file\":" + Json(fileName) +
-                 ",\"sha256\":" + Json(sha256) + ",\"result\":" + Json(result) +
-                 ",\"reason\":" + Json(Joined(reason, " / ")) + ",\"differences\":[";
-        for (std::size_t i = 0; i < o.differences.size(); ++i) {
-            const SettingDifference& d = o.differences[i];
-            record += std::string(i ? "," : "") + "{\"key\":" + Json(d.key) +
-                      ",\"module\":" + (d.inFirst ? Json(d.first) : "null") +
-                      ",\"file\":" + (d.inSecond ? Json(d.second) : "null") + "}";
-        }
-        record += "]}\n";
-    } else {
-        const std::vector<std::string> fields = {Now(),
-                                                 o.device,
-                                                 o.address,
-                                                 o.product,
-                                                 o.software,
-                                                 fileName,
-                                                 sha256,
-                                                 result,
-                                                 Joined(reason, " / "),
-                                                 Joined(differences, "; ")};
-        for (std::size_t i = 0; i < fields.size(); ++i)
-            record += (i ? "," : "") + Csv(fields[i]);
-        record += "\n";
-    }
-    std::lock_guard<std::mutex> lock(mutex);
-    std::ofstream(path, std::ios::binary | std::ios::app) << record << std::flush;
+    for (const auto& [key, value] : o.unit.values)
+        values.push_back(key + ": " + value);
+    std::string csv;
+    const std::vector<std::string> cells = {fields.at("time").get<std::string>(),
+                                            o.device,
+                                            o.address,
+                                            o.product,
+                                            o.software,
+                                            fileName,
+                                            sha256,
+                                            o.ok ? "OK" : "FAILED",
+                                            ReasonText(o),
+                                            Joined(differences, "; "),
+                                            o.resolved,
+                                            o.unit.number ? std::to_string(o.unit.number) : "",
+                                            Joined(values, "; ")};
+    for (std::size_t i = 0; i < cells.size(); ++i)
+        csv += (i ? "," : "") + Csv(cells[i]);
+    log.Record(csv, fields);
 }
 
 } // namespace program
@@ -268,8 +310,9 @@ std::string CheckProgramOptions(const ProgramOptions& o) {
 int ProgramCommand(const ProgramOptions& options, Console& console) {
     const std::string& path = options.file;
     const std::vector<std::string>& devices = options.devices;
-    std::string bytes, why;
-    if (!ConfigFile::ReadAll(path, bytes, &why)) {
+    program::Job job(console.out, console.json);
+    std::string why;
+    if (!ConfigFile::ReadAll(path, job.bytes, &why)) {
         console.err << "btconf-cli: Configuration file could not be read!\n"
                     << path << ": " << why << "\n"
                     << std::flush;
@@ -279,21 +322,25 @@ int ProgramCommand(const ProgramOptions& options, Console& console) {
         // A file without one setting is refused before any module is asked anything.
         ModuleSettings probe;
         probe.AssumeEveryGroup();
-        if (probe.LoadFile(bytes) == 0) {
+        if (probe.LoadFile(job.bytes) == 0) {
             console.err << "btconf-cli: " << path << " contains no settings\n" << std::flush;
             return kInvalid;
         }
     }
-    program::Log log;
-    if (!options.log.empty() && !log.Open(options.log, options.logFormat == "json", path, bytes, why)) {
+    if (!job.units.Setup(options.units, why)) {
+        console.err << "btconf-cli: " << why << "\n" << std::flush;
+        return kInvalid;
+    }
+    job.fileName = path;
+    job.sha256 = Sha256Hex(job.bytes);
+    if (!options.log.empty() && !job.log.Open(options.log, options.logFormat == "json", why)) {
         console.err << "btconf-cli: Log file could not be written!\n" << why << "\n" << std::flush;
         return kCannotSave;
     }
     // Port n is devices[n - 1]; the table is set once, before any worker reads it.
     PortTable::Set(devices);
-    if (options.watch) return program::RunStation(devices, bytes, path, log, console);
+    if (options.watch) return program::RunStation(devices, job, console);
 
-    program::Writer writer(console.out);
     std::vector<program::Outcome> outcomes(devices.size());
     std::vector<std::thread> workers;
     const auto start = std::chrono::steady_clock::now();
@@ -301,24 +348,27 @@ int ProgramCommand(const ProgramOptions& options, Console& console) {
         workers.emplace_back([&, i] {
             const auto began = std::chrono::steady_clock::now();
             program::Outcome o;
+            const std::string resolved = program::Resolved(devices[i]);
+            job.Event("start", devices[i], {{"resolved", resolved}});
             {
                 program::Port port;
+                program::Tracker tracker;
+                tracker.onBegin = [&](const char* phase, int steps) {
+                    job.Event("progress", devices[i], {{"phase", phase}, {"steps", steps}});
+                };
                 std::vector<std::string> why;
                 if (!port.Open(int32_t(i + 1), devices[i], why))
                     o.reason = why;
                 else if (!port.Probe())
                     o.reason = NotFoundLines();
                 else
-                    o = program::ProgramOn(port, bytes, path, nullptr);
+                    o = program::ProgramOn(port, job, &tracker);
             }
             o.device = devices[i];
+            o.resolved = resolved;
             o.seconds =
                 std::chrono::duration<double>(std::chrono::steady_clock::now() - began).count();
-            std::vector<std::string> lines{program::ResultLine(o)};
-            for (const std::string& line : o.reason)
-                lines.push_back("    " + line);
-            writer.Lines(lines);
-            log.Record(o);
+            job.Report(o);
             outcomes[i] = std::move(o);
         });
     }
@@ -329,11 +379,20 @@ int ProgramCommand(const ProgramOptions& options, Console& console) {
         ok += o.ok ? 1 : 0;
     const double seconds =
         std::chrono::duration<double>(std::chrono::steady_clock::now() - start).count();
-    char summary[160];
-    std::snprintf(summary, sizeof summary,
-                  "%zu of %zu %s programmed and verified, %zu FAILED (%.2f s)", ok, outcomes.size(),
-                  outcomes.size() == 1 ? "module" : "modules", outcomes.size() - ok, seconds);
-    writer.Line(summary);
+    if (console.json) {
+        job.writer.Line(JsonLine({{"event", "summary"},
+                                  {"modules", outcomes.size()},
+                                  {"ok", ok},
+                                  {"failed", outcomes.size() - ok},
+                                  {"seconds", seconds}}));
+    } else {
+        char summary[160];
+        std::snprintf(summary, sizeof summary,
+                      "%zu of %zu %s programmed and verified, %zu FAILED (%.2f s)", ok,
+                      outcomes.size(), outcomes.size() == 1 ? "module" : "modules",
+                      outcomes.size() - ok, seconds);
+        job.writer.Line(summary);
+    }
     return ok == outcomes.size() ? kSuccess : kNotProgrammed;
 }
 

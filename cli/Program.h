@@ -8,10 +8,13 @@
 #include "Cli.h"
 #include "Communicator.h"
 #include "Compare.h"
+#include "Json.h"
+#include "Units.h"
 #include "SettingsGroup.h"
 #include "mSerial.h"
 
 #include <atomic>
+#include <functional>
 #include <mutex>
 #include <ostream>
 #include <string>
@@ -26,6 +29,7 @@ struct ProgramOptions {
     bool watch = false;
     std::string log;
     std::string logFormat = "csv";
+    UnitOptions units;
 };
 // What is wrong with the options beyond their form, or "".
 std::string CheckProgramOptions(const ProgramOptions& options);
@@ -36,6 +40,8 @@ namespace program {
 // What happened to one module.
 struct Outcome {
     std::string device;
+    std::string resolved; // the device it named when the unit was programmed
+    Unit unit;            // the unit's number and values of its own
     std::string product, address, software; // empty until the module was read
     bool ok = false;
     std::vector<std::string> reason;            // why not, in the error report's words
@@ -43,7 +49,8 @@ struct Outcome {
     double seconds = 0;
 };
 
-// The line printed for a module: device, product, address, OK or FAILED, seconds.
+// The line printed for a module: device, product, address, OK or FAILED,
+// seconds, and the unit's number and values.
 std::string ResultLine(const Outcome& outcome);
 
 // A module's port, open at the module's line settings.
@@ -65,6 +72,8 @@ struct Port {
 class Tracker : public Progress {
   public:
     void Begin(const char* phase, int maximum);
+    // Told of each phase as it begins (--json's progress events).
+    std::function<void(const char* phase, int maximum)> onBegin;
     void Step() override { ++position; }
     void RaiseMaximum(int by) override { maximum += by; }
     void Repaint() override {}
@@ -74,11 +83,6 @@ class Tracker : public Progress {
     std::atomic<const char*> phase{""};
     std::atomic<int> position{0}, maximum{0};
 };
-
-// Reads, loads, validates and writes the file as "write" does, then reads the
-// module back and compares every setting the file set.
-Outcome ProgramOn(Port& port, const std::string& bytes, const std::string& fileName,
-                  Tracker* tracker);
 
 // Output lines from several threads, whole lines at a time.
 class Writer {
@@ -96,20 +100,45 @@ class Writer {
 class Log {
   public:
     // false with why when the file cannot be appended to.
-    bool Open(const std::string& path, bool json, const std::string& fileName,
-              const std::string& bytes, std::string& why);
-    void Record(const Outcome& outcome);
-    bool Active() const { return !path.empty(); }
+    bool Open(const std::string& path, bool json, std::string& why);
+    void Record(const std::string& csvLine, const Json& object);
 
   private:
     std::mutex mutex;
-    std::string path, fileName, sha256;
+    std::string path;
     bool json = false;
 };
 
+// What every worker of a run shares: the file, the units' values, the log and
+// the output.
+struct Job {
+    Job(std::ostream& out, bool json) : writer(out), json(json) {}
+    std::string bytes, fileName, sha256;
+    Units units;
+    Log log;
+    Writer writer; // standard output
+    bool json;     // --json: events instead of lines on standard output
+
+    // An event on standard output (--json only): start, progress, result.
+    void Event(const std::string& event, const std::string& device, Json fields = Json::object());
+    // The result: its line (or event) and its log record.
+    void Report(const Outcome& outcome);
+};
+
+// The fields of a module's record: time, device, resolved device, unit and
+// values, address, product, software, file, SHA-256, result, reason, differences.
+Json RecordFields(const Outcome& outcome, const Job& job);
+
+// Reads the module, takes the file and the unit's values as "write" does,
+// writes, then reads the module back and compares every setting written.
+Outcome ProgramOn(Port& port, Job& job, Tracker* tracker);
+
+// The device a name stands for now: a link (such as /dev/serial/by-path/...)
+// resolved, anything else as it is.
+std::string Resolved(const std::string& device);
+
 // Station mode: runs until SIGINT or SIGTERM; exit status.
-int RunStation(const std::vector<std::string>& devices, const std::string& bytes,
-               const std::string& fileName, Log& log, Console& console);
+int RunStation(const std::vector<std::string>& devices, Job& job, Console& console);
 
 } // namespace program
 } // namespace cli

@@ -86,12 +86,11 @@ class Board {
         if (!live && event) out << text << "\n" << std::flush;
         if (live) Draw();
     }
-    // Lines that stay (results).
-    void Keep(const std::vector<std::string>& kept) {
+    // A result, which stays above the live lines.
+    void Report(Job& job, const Outcome& o) {
         std::lock_guard<std::mutex> lock(mutex);
         if (live) Erase();
-        for (const std::string& line : kept)
-            out << line << "\n";
+        job.Report(o);
         if (live) Draw(false);
         out << std::flush;
     }
@@ -133,8 +132,7 @@ struct Tally {
     std::atomic<int> ok{0}, failed{0};
 };
 
-void Serve(std::size_t index, const std::string& device, const std::string& bytes,
-           const std::string& fileName, Log& log, Board& board, Tally& tally) {
+void Serve(std::size_t index, const std::string& device, Job& job, Board& board, Tally& tally) {
     const int32_t n = int32_t(index + 1);
     while (!stopAsked) {
         board.Set(index, device + ": waiting for a module");
@@ -154,16 +152,15 @@ void Serve(std::size_t index, const std::string& device, const std::string& byte
 
         // The module in hand is finished even when a stop is asked for meanwhile.
         board.Set(index, device + ": programming");
+        const std::string resolved = Resolved(device);
+        job.Event("start", device, {{"resolved", resolved}});
         const auto began = Clock::now();
-        Outcome o = ProgramOn(port, bytes, fileName, &board.TrackerOf(index));
+        Outcome o = ProgramOn(port, job, &board.TrackerOf(index));
         o.device = device;
+        o.resolved = resolved;
         o.seconds = std::chrono::duration<double>(Clock::now() - began).count();
         (o.ok ? tally.ok : tally.failed)++;
-        std::vector<std::string> kept{ResultLine(o)};
-        for (const std::string& line : o.reason)
-            kept.push_back("    " + line);
-        board.Keep(kept);
-        log.Record(o);
+        board.Report(job, o);
         board.Set(index,
                   device + ": " + (o.ok ? "OK" : "FAILED (" + Why(o) + ")") + " " + Or(o.product) +
                       " " + Or(o.address) + ", remove the module",
@@ -183,17 +180,23 @@ void Serve(std::size_t index, const std::string& device, const std::string& byte
 
 } // namespace
 
-int RunStation(const std::vector<std::string>& devices, const std::string& bytes,
-               const std::string& fileName, Log& log, Console& console) {
+int RunStation(const std::vector<std::string>& devices, Job& job, Console& console) {
     stopAsked = false;
     void (*oldInt)(int) = std::signal(SIGINT, AskToStop);
     void (*oldTerm)(int) = std::signal(SIGTERM, AskToStop);
     const bool live = console.progress;
-    Board board(live ? console.err : console.out, live, devices);
+    // With --json the events go to standard output and the board to nowhere.
+    std::ostream nowhere(nullptr);
+    Board board(console.json ? nowhere : live ? console.err : console.out, live && !console.json,
+                devices);
+    for (std::size_t i = 0; i < devices.size(); ++i)
+        board.TrackerOf(i).onBegin = [&, i](const char* phase, int steps) {
+            job.Event("progress", devices[i], {{"phase", phase}, {"steps", steps}});
+        };
     Tally tally;
     std::vector<std::thread> workers;
     for (std::size_t i = 0; i < devices.size(); ++i)
-        workers.emplace_back([&, i] { Serve(i, devices[i], bytes, fileName, log, board, tally); });
+        workers.emplace_back([&, i] { Serve(i, devices[i], job, board, tally); });
     while (!stopAsked) {
         std::this_thread::sleep_for(kRedrawEvery);
         board.Tick();
@@ -203,6 +206,11 @@ int RunStation(const std::vector<std::string>& devices, const std::string& bytes
     std::signal(SIGINT, oldInt);
     std::signal(SIGTERM, oldTerm);
     const int ok = tally.ok, failed = tally.failed;
+    if (console.json) {
+        job.writer.Line(JsonLine({{"event", "stopped"}, {"modules", ok + failed}, {"ok", ok},
+                                  {"failed", failed}}));
+        return failed == 0 ? kSuccess : kNotProgrammed;
+    }
     std::ostream& out = live ? console.err : console.out;
     out << "Stopped: " << ok + failed << (ok + failed == 1 ? " module" : " modules")
         << " programmed, " << ok << " OK, " << failed << " FAILED\n"

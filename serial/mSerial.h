@@ -128,11 +128,14 @@ class mSerial {
 };
 
 // The table that maps port numbers to device paths where the system has no
-// COM names (POSIX). Entry n-1 is the device of port n; at most 21 entries.
+// COM names (POSIX). Entry n-1 is the device of port n. The window's chooser
+// offers at most 21 ports; the command line sets as many as it is given.
 namespace PortTable {
 constexpr int kMaxPorts = 21;
 // Devices given on the command line, in order, then the serial devices the
 // system has (/dev/ttyUSB*, /dev/ttyACM*, /dev/rfcomm*, /dev/ttyS*, each sorted).
+std::vector<std::string> Devices(const std::vector<std::string>& given);
+// The first kMaxPorts of Devices: the window's ports.
 std::vector<std::string> Build(const std::vector<std::string>& given);
 // Installs the table used by mSerial::Open. Until it is set, Build({}) is used.
 void Set(const std::vector<std::string>& devices);

@@ -116,7 +116,6 @@ bool& TableSet() {
 
 #if !defined(_WIN32)
 void AddUnique(std::vector<std::string>& out, const std::string& device) {
-    if (out.size() >= static_cast<size_t>(kMaxPorts)) return;
     if (device.empty()) return;
     if (std::find(out.begin(), out.end(), device) != out.end()) return;
     out.push_back(device);
@@ -190,6 +189,12 @@ std::vector<std::string> SystemDevices() {
 } // namespace
 
 std::vector<std::string> Build(const std::vector<std::string>& given) {
+    std::vector<std::string> out = Devices(given);
+    if (out.size() > static_cast<size_t>(kMaxPorts)) out.resize(kMaxPorts);
+    return out;
+}
+
+std::vector<std::string> Devices(const std::vector<std::string>& given) {
     std::vector<std::string> out;
 #if defined(_WIN32)
     // Windows names its ports by number; the device of port n is \\.\COMn so
@@ -209,10 +214,7 @@ std::vector<std::string> Build(const std::vector<std::string>& given) {
 void Set(const std::vector<std::string>& devices) {
     auto& table = Table();
     table.clear();
-    for (const auto& device : devices) {
-        if (table.size() >= static_cast<size_t>(kMaxPorts)) break;
-        table.push_back(device);
-    }
+    table = devices;
     TableSet() = true;
 }
 

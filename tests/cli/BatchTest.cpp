@@ -11,8 +11,14 @@
 
 #include <gtest/gtest.h>
 
+#include <nlohmann/json.hpp>
+
 #include <algorithm>
+#include <climits>
+#include <cstdlib>
+#include <map>
 #include <memory>
+#include <set>
 
 namespace {
 
@@ -23,6 +29,21 @@ std::string FileOf(const std::string& device) {
     std::string bytes = Slurp(path);
     std::remove(path.c_str());
     return bytes;
+}
+
+// A device as a result line names it: the name given, then what it resolved to.
+std::string Shown(const std::string& device) {
+    char real[PATH_MAX];
+    const std::string resolved = realpath(device.c_str(), real) ? real : "?";
+    return resolved == device ? device : device + " (" + resolved + ")";
+}
+
+// The objects of --json output, one a line.
+std::vector<nlohmann::json> Objects(const std::string& out) {
+    std::vector<nlohmann::json> objects;
+    for (const std::string& line : Split(out))
+        objects.push_back(nlohmann::json::parse(line, nullptr, false));
+    return objects;
 }
 
 std::string Replace(std::string text, const std::string& from, const std::string& to) {
@@ -119,6 +140,7 @@ TEST(Program, TheGoodModulesSucceedAndEveryFailureIsReportedAndLogged) {
         }
         leaving->server.Stop();
     });
+    const std::string leavingShown = Shown(leaving->device); // before it goes away
     const Ran r = Cli({"program", file, good1.device, refusing.device, leaving->device,
                        good2.device, "--log", log});
     unplug.join();
@@ -126,29 +148,29 @@ TEST(Program, TheGoodModulesSucceedAndEveryFailureIsReportedAndLogged) {
     const Lines out = Split(r.out);
     ASSERT_FALSE(out.empty());
     EXPECT_EQ(out.back().substr(0, 52), "2 of 4 modules programmed and verified, 2 FAILED (0.");
-    auto resultOf = [&](const std::string& device) -> Lines {
+    auto resultOf = [&](const std::string& shown) -> Lines {
         for (std::size_t i = 0; i < out.size(); ++i) {
-            if (out[i].rfind(device + "  ", 0) != 0) continue;
-            Lines block{out[i].substr(device.size())};
+            if (out[i].rfind(shown + "  ", 0) != 0) continue;
+            Lines block{out[i].substr(shown.size())};
             for (std::size_t j = i + 1; j < out.size() && out[j].rfind("    ", 0) == 0; ++j)
                 block.push_back(out[j]);
             return block;
         }
-        return {"no line for " + device};
+        return {"no line for " + shown};
     };
     for (const ModuleRig* m : {&good1, &good2}) {
-        const Lines block = resultOf(m->device);
+        const Lines block = resultOf(Shown(m->device));
         ASSERT_EQ(block.size(), 1u) << block[0];
         EXPECT_EQ(block[0].substr(0, 36), "  NVM-220  02 4e 56 4d 00 03  OK  0.");
         EXPECT_EQ(Cli({"diff", m->device, file}).status, 0);
     }
-    EXPECT_EQ(resultOf(refusing.device),
-              Lines({resultOf(refusing.device)[0], "    Error - communication (0x0215)",
+    EXPECT_EQ(resultOf(Shown(refusing.device)),
+              Lines({resultOf(Shown(refusing.device))[0], "    Error - communication (0x0215)",
                      "    Error: Could not write parameter",
                      "    A communication error occured when writing information to the device.",
                      "    The reason was: Status error - Command invalid parameter"}));
-    EXPECT_NE(resultOf(refusing.device)[0].find("  FAILED  "), std::string::npos);
-    const Lines gone = resultOf(leaving->device);
+    EXPECT_NE(resultOf(Shown(refusing.device))[0].find("  FAILED  "), std::string::npos);
+    const Lines gone = resultOf(leavingShown);
     ASSERT_GE(gone.size(), 3u);
     EXPECT_NE(gone[0].find("  NVM-220  02 4e 56 4d 00 03  FAILED  "), std::string::npos);
     EXPECT_EQ(gone[2], "    Error: Could not write parameter");
@@ -158,7 +180,8 @@ TEST(Program, TheGoodModulesSucceedAndEveryFailureIsReportedAndLogged) {
     const Lines records = Split(Slurp(log));
     ASSERT_EQ(records.size(), 5u) << Slurp(log);
     EXPECT_EQ(records[0],
-              "time,device,address,product,software,file,sha256,result,reason,differences");
+              "time,device,address,product,software,file,sha256,result,reason,differences,"
+              "resolved,unit,values");
     const std::string tail =
         "," + file + ",d69fdc5fbd7b8df8656affa6bac67875545980d4b5b0eeac879fe73f3aae5a94,";
     int ok = 0, failed = 0;
@@ -190,30 +213,6 @@ TEST(Program, AModuleThatKeepsAValueFailsVerification) {
     std::remove(file.c_str());
 }
 
-TEST(Program, AJsonLogHasOneObjectAModule) {
-    ModuleRig module;
-    const std::string file = Temp("json.bcf"), log = Temp("log.jsonl");
-    Spit(file, FileOf(module.device));
-    std::remove(log.c_str());
-    const Ran r = Cli({"program", file, module.device, "--log", log, "--log-format=json"});
-    EXPECT_EQ(r.status, 0) << r.out << r.err;
-    const Lines records = Split(Slurp(log));
-    ASSERT_EQ(records.size(), 1u);
-    EXPECT_EQ(records[0].substr(0, 9), "{\"time\":\"");
-    EXPECT_NE(
-        records[0].find(
-            "\",\"device\":\"" + module.device +
-            "\",\"address\":\"02 4e 56 4d 00 03\",\"product\":\"NVM-220\","
-            "\"software\":\"3.02\",\"file\":\"" +
-            file +
-            "\",\"sha256\":\"ceeec2452e56b69cb310557cf2adac5cf9996bb925179650d5f09f80e3bb2e6a\","
-            "\"result\":\"OK\",\"reason\":\"\",\"differences\":[]}"),
-        std::string::npos)
-        << records[0];
-    std::remove(file.c_str());
-    std::remove(log.c_str());
-}
-
 TEST(Station, ProgramsEachModuleOnceAsItComesAndStopsCleanlyOnSigint) {
     const std::string link0 = Temp("port0"), link1 = Temp("port1");
     const std::string file = Temp("station.bcf"), log = Temp("station.csv");
@@ -226,7 +225,7 @@ TEST(Station, ProgramsEachModuleOnceAsItComesAndStopsCleanlyOnSigint) {
     ASSERT_TRUE(station.AwaitOut(link1 + ": waiting for a module")) << station.Out();
     {
         ModuleRig first({"--link", link0});
-        ASSERT_TRUE(station.AwaitOut(link0 + "  NVM-220  02 4e 56 4d 00 03  OK  "))
+        ASSERT_TRUE(station.AwaitOut(Shown(link0) + "  NVM-220  02 4e 56 4d 00 03  OK  "))
             << station.Out();
         // Left on the port, the module is not programmed a second time.
         std::this_thread::sleep_for(std::chrono::milliseconds(1500));
@@ -235,9 +234,10 @@ TEST(Station, ProgramsEachModuleOnceAsItComesAndStopsCleanlyOnSigint) {
     ASSERT_TRUE(station.AwaitOut(link0 + ": module removed")) << station.Out();
     ModuleRig refusing({"--link", link0, "--fault", "status:0xc5=253"});
     ModuleRig second({"--link", link1});
-    ASSERT_TRUE(station.AwaitOut(link0 + "  NVM-220  02 4e 56 4d 00 03  FAILED  "))
+    ASSERT_TRUE(station.AwaitOut(Shown(link0) + "  NVM-220  02 4e 56 4d 00 03  FAILED  "))
         << station.Out();
-    ASSERT_TRUE(station.AwaitOut(link1 + "  NVM-220  02 4e 56 4d 00 03  OK  ")) << station.Out();
+    ASSERT_TRUE(station.AwaitOut(Shown(link1) + "  NVM-220  02 4e 56 4d 00 03  OK  "))
+        << station.Out();
     kill(station.pid, SIGINT);
     EXPECT_EQ(station.Wait(), 8);
     const std::string out = station.Out();
@@ -270,7 +270,7 @@ TEST(Nvmsim, CountServesEveryModuleOnItsOwnNumberedLink) {
     EXPECT_EQ(Split(r.out).size(), 4u) << r.out;
     // Each module has its own Bluetooth address.
     for (int unit = 0; unit < 3; ++unit)
-        EXPECT_NE(r.out.find(link + std::to_string(unit) + "  NVM-220  02 4e 56 4d 0" +
+        EXPECT_NE(r.out.find(Shown(link + std::to_string(unit)) + "  NVM-220  02 4e 56 4d 0" +
                              std::to_string(unit) + " 03  OK"),
                   std::string::npos)
             << r.out;
@@ -278,6 +278,137 @@ TEST(Nvmsim, CountServesEveryModuleOnItsOwnNumberedLink) {
     EXPECT_EQ(nvmsim.Wait(), 0);
     EXPECT_NE(access((link + "0").c_str(), F_OK), 0) << "the links go with the modules";
     std::remove(file.c_str());
+}
+
+// Per-unit values over two runs of one station's counter, as a factory system
+// reads them (--json): no number is given twice, a unit that fails keeps its
+// number, a module without a row of the units file is not written, and a slot
+// named by a link keeps its name.
+TEST(Units, EveryUnitItsOwnValuesAndNoNumberTwice) {
+    const std::string link = Temp("unit"), slot = Temp("by-path-slot"), file = Temp("units.bcf");
+    const std::string counter = Temp("counter"), units = Temp("units.csv"), log = Temp("u.jsonl");
+    for (const std::string& p : {counter, log})
+        std::remove(p.c_str());
+    Child nvmsim(NVMSIM_PATH, {"--count", "3", "--link", link});
+    ASSERT_TRUE(nvmsim.AwaitOut(link + "2\n")) << nvmsim.Out();
+    const std::string m0 = link + "0", m1 = link + "1", m2 = link + "2";
+    char real[PATH_MAX];
+    ASSERT_EQ(symlink(realpath(m1.c_str(), real), slot.c_str()), 0);
+    Spit(file, FileOf(m0));
+    const std::string name = "Bluetooth Device Name: ";
+    auto nameOf = [&](const std::string& device) {
+        const std::string held = FileOf(device);
+        return held.substr(held.find(name) + name.size(), held.find('\r', held.find(name)) -
+                                                              held.find(name) - name.size());
+    };
+    // A unit's results by device: the objects of its events.
+    auto run = [&](const Lines& extra) {
+        Lines args = {"--json", "program", file, m0, slot, m2, "--counter", counter,
+                      "--log", log, "--log-format", "json"};
+        args.insert(args.end(), extra.begin(), extra.end());
+        const Ran r = Cli(args);
+        std::map<std::string, nlohmann::json> results;
+        for (const nlohmann::json& o : Objects(r.out)) {
+            EXPECT_FALSE(o.is_discarded()) << r.out;
+            if (o.value("event", "") == "result") results[o["device"]] = o;
+        }
+        EXPECT_EQ(Objects(r.out).back()["event"], "summary") << r.out;
+        return std::make_pair(r.status, results);
+    };
+
+    auto [status, first] = run({"--set", "Bluetooth Device Name=Sensor-{n:04}", "--first", "5"});
+    EXPECT_EQ(status, 0);
+    std::set<int> numbers;
+    for (const std::string& device : {m0, slot, m2}) {
+        const nlohmann::json& o = first[device];
+        EXPECT_EQ(o["result"], "OK") << o;
+        numbers.insert(o["unit"].get<int>());
+        char expected[32];
+        std::snprintf(expected, sizeof expected, "Sensor-%04d", o["unit"].get<int>());
+        EXPECT_EQ(o["values"]["Bluetooth Device Name"], expected);
+        EXPECT_EQ(nameOf(device), expected);
+    }
+    EXPECT_EQ(numbers, std::set<int>({5, 6, 7}));
+    EXPECT_EQ(first[slot]["resolved"], real);
+    EXPECT_EQ(first[slot]["address"], "02 4e 56 4d 01 03");
+
+    // Started again: rows matched by address, one name too long, one module without a row.
+    const std::string m2Name = nameOf(m2);
+    Spit(units, "Passkey,Bluetooth address,Bluetooth Device Name\n"
+                "9911,02:4E:56:4D:02:03,\"A name, longer than thirty-one characters\"\n"
+                "4242,02 4e 56 4d 00 03,\"Hall \"\"B\"\"\"\n");
+    auto [again, second] = run({"--units", units, "--set", "Bluetooth Service Name=Svc{n}-{address6}"});
+    EXPECT_EQ(again, 8);
+    EXPECT_EQ(second[m0]["result"], "OK");
+    EXPECT_EQ(second[m0]["values"]["Bluetooth Device Name"], "Hall \"B\"");
+    EXPECT_EQ(second[m0]["values"]["Bluetooth Service Name"],
+              "Svc" + std::to_string(second[m0]["unit"].get<int>()) + "-4d0003");
+    EXPECT_EQ(nameOf(m0), "Hall \"B\"");
+    EXPECT_EQ(second[m2]["result"], "FAILED");
+    EXPECT_EQ(second[m2]["reason"], "Error - Invalid input value / Error: Invalid Bluetooth name / "
+                                    "The field \"Bluetooth name\" must be a string with 1-31 "
+                                    "characters");
+    EXPECT_EQ(nameOf(m2), m2Name) << "nothing is written to a unit that fails its checks";
+    EXPECT_EQ(std::set<int>({second[m0]["unit"], second[m2]["unit"]}), std::set<int>({8, 9}));
+    EXPECT_EQ(second[slot]["result"], "FAILED");
+    EXPECT_TRUE(second[slot]["unit"].is_null());
+    EXPECT_EQ(second[slot]["reason"],
+              "Not written: the units file has no row for Bluetooth address 02 4e 56 4d 01 03");
+    EXPECT_EQ(Slurp(counter), "10\r\n");
+    // The log holds the same records, with the values each unit was given.
+    const std::vector<nlohmann::json> records = Objects(Slurp(log));
+    ASSERT_EQ(records.size(), 6u);
+    EXPECT_EQ(records[3]["values"].size() + records[4]["values"].size() +
+                  records[5]["values"].size(),
+              6u);
+
+    // write takes the same values; a key no file has is refused before the module is asked.
+    EXPECT_EQ(Cli({"write", m1, file, "--set", "Bluetooth Device Name=W{n:02}-{address}"}).status, 0);
+    EXPECT_EQ(nameOf(m1), "W01-02 4e 56 4d 01 03");
+    const Ran bad = Cli({"write", m1, file, "--set", "Colour=red"});
+    EXPECT_EQ(bad.status, 5);
+    EXPECT_EQ(bad.err, "btconf-cli: --set: \"Colour\" is not a setting of the configuration file\n");
+    kill(nvmsim.pid, SIGTERM);
+    nvmsim.Wait();
+    for (const std::string& p : {slot, file, counter, units, log})
+        std::remove(p.c_str());
+}
+
+// --json on the other commands: one object a line, and a failure as an object too.
+TEST(Json, EachCommandPrintsItsResultAsObjects) {
+    ModuleRig module;
+    const std::string file = Temp("j.bcf"), other = Temp("j2.bcf");
+    Spit(file, FileOf(module.device));
+    Spit(other, Changed(FileOf(module.device)));
+    const struct {
+        Lines args;
+        int status;
+        const char* pointer; // into one of the objects
+        std::string value;
+    } cases[] = {
+        {{"read", "@", "-o", "-"}, 0, "/settings/Serial baudrate", "38400"},
+        {{"read", "@", "-o", "-"}, 0, "/address", "02 4e 56 4d 00 03"},
+        {{"check", other}, 0, "/settings/Bluetooth Device Name", "Line 4"},
+        {{"diff", "@", other}, 1, "/differences/1/file", "115200"},
+        {{"diff", file, other}, 1, "/differences/0/second", "Line 4"},
+        {{"ports", "@"}, 0, "/kind", "virtual line"},
+        {{"read", "/no/ttyUSB9", "-o", "-"}, 3, "/report/1", "/no/ttyUSB9: No such file or directory"},
+        {{"check", "/no/file.bcf"}, 5, "/event", "failed"},
+    };
+    for (const auto& c : cases) {
+        Lines args = {"--json"};
+        for (const std::string& a : c.args)
+            args.push_back(a == "@" ? module.device : a);
+        const Ran r = Cli(args);
+        SCOPED_TRACE(r.out + r.err);
+        EXPECT_EQ(r.status, c.status);
+        const std::vector<nlohmann::json> objects = Objects(r.out);
+        EXPECT_TRUE(std::any_of(objects.begin(), objects.end(), [&](const nlohmann::json& o) {
+            return o.value(nlohmann::json::json_pointer(c.pointer), "") == c.value;
+        }));
+    }
+    std::remove(file.c_str());
+    std::remove(other.c_str());
 }
 
 } // namespace
