@@ -4,7 +4,9 @@
 #include "CliCommon.h"
 #include "Communicator.h"
 #include "ConfigFile.h"
+#include "Compare.h"
 #include "Diff.h"
+#include "Operations.h"
 #include "ModuleSettings.h"
 #include "Program.h"
 #include "TextBar.h"
@@ -174,13 +176,19 @@ int ReadCommand(const std::string& device, const std::string& output, Console& c
     return kSuccess;
 }
 
-int WriteCommand(const std::string& device, const std::string& path, Console& console) {
+int WriteCommand(const std::string& device, const std::string& path,
+                 const std::vector<std::string>& only, Console& console) {
     std::string bytes;
     if (const int status = ReadFile(path, bytes, console.err)) return status;
     {
         // A file without one setting is refused before the module is asked anything.
         ModuleSettings probe;
         if (probe.LoadFile(bytes) == 0) return NoSettings(path, console.err);
+    }
+    // So is a setting named by --only that the file does not set.
+    for (const std::string& key : KeysNotSet(bytes, only)) {
+        Say(console.err, "\"" + key + "\" is not a setting of " + path);
+        return kInvalid;
     }
 
     Link link;
@@ -189,11 +197,12 @@ int WriteCommand(const std::string& device, const std::string& path, Console& co
     // settings only leaves the others as they are.
     ModuleSettings settings;
     if (const int status = ReadModule(settings, link, console)) return status;
-    const int taken = settings.LoadFile(bytes);
+    std::vector<SettingsGroup*> groups;
+    const int taken = settings.LoadForWrite(bytes, only, groups);
     if (taken == 0) return NoSettings(path, console.err);
 
     Failure failure;
-    if (settings.ValidateAll(failure) != nullptr) {
+    if (settings.ValidateAll(failure, &groups) != nullptr) {
         Report(console.err, failure);
         return kInvalid;
     }
@@ -201,7 +210,7 @@ int WriteCommand(const std::string& device, const std::string& path, Console& co
         TextBar bar(console.err, console.progress, "Writing settings",
                     settings.WriteProgressMaximum());
         settings.SetProgress(&bar);
-        const SettingsGroup* failed = settings.WriteAll(failure);
+        const SettingsGroup* failed = settings.WriteAll(failure, &groups);
         settings.SetProgress(nullptr);
         bar.Clear();
         if (failed != nullptr) {
@@ -221,17 +230,8 @@ int CheckCommand(const std::string& path, Console& console) {
     std::string bytes;
     if (const int status = ReadFile(path, bytes, console.err)) return status;
     ModuleSettings settings;
-    // Without a module, the file is checked as for one that has every group.
-    settings.AssumeEveryGroup();
     TakenLines taken;
-    if (settings.LoadFile(bytes, &taken) == 0) return NoSettings(path, console.err);
-    // Whether the module is paired is the module's, never the file's; for the
-    // check, the module the file was saved from stands in, paired as its
-    // information line says.
-    std::string paired;
-    Address address{};
-    if (TakeConfigValue("Device paired with", bytes, paired) && btaddress::Parse(paired, address))
-        settings.SetPairedAddress(address);
+    if (settings.LoadFileAlone(bytes, &taken) == 0) return NoSettings(path, console.err);
     for (const std::string& line : taken)
         console.out << line << "\n";
     console.out << std::flush;
@@ -252,6 +252,8 @@ struct CommandLine {
     bool hasPasskey = false;
     std::string timeLimit;
     bool hasTimeLimit = false;
+    std::vector<std::string> only; // write --only KEY...: every word after it
+    bool hasOnly = false;
     bool help = false;
     std::string error; // what is wrong with it, when something is
 };
@@ -287,7 +289,9 @@ CommandLine Parse(const std::vector<std::string>& args) {
     for (std::size_t i = 0; i < args.size(); ++i) {
         const std::string& a = args[i];
         if (!options || a == "-" || a.empty() || a[0] != '-') {
-            line.words.push_back(a);
+            (line.hasOnly ? line.only : line.words).push_back(a);
+        } else if (a == "--only") {
+            line.hasOnly = true;
         } else if (a == "--") {
             options = false;
         } else if (a == "-h" || a == "--help") {
@@ -318,25 +322,6 @@ CommandLine Parse(const std::vector<std::string>& args) {
     return line;
 }
 
-// The passkey as the module's 8-bit text: the command line gives UTF-8, and
-// a character beyond Latin-1 cannot be sent. False for such a passkey.
-bool PasskeyBytes(const std::string& utf8, std::string& latin1) {
-    latin1.clear();
-    for (std::size_t i = 0; i < utf8.size(); ++i) {
-        const auto b = static_cast<unsigned char>(utf8[i]);
-        if (b < 0x80) {
-            latin1 += char(b);
-            continue;
-        }
-        // U+0080 to U+00FF come as 110000xx 10xxxxxx.
-        if ((b & 0xFE) != 0xC2 || i + 1 == utf8.size()) return false;
-        const auto next = static_cast<unsigned char>(utf8[++i]);
-        if ((next & 0xC0) != 0x80) return false;
-        latin1 += char((b & 0x03) << 6 | (next & 0x3F));
-    }
-    return true;
-}
-
 // What is wrong with the words of a command, or "" when nothing is.
 std::string Misuse(const CommandLine& line) {
     if (line.words.empty()) return "no command given";
@@ -357,8 +342,10 @@ std::string Misuse(const CommandLine& line) {
         if (!line.hasOutput) return "read needs -o FILE";
         return "";
     }
+    if (line.hasOnly && command != "write") return command + " takes no --only";
     if (command == "write") {
         if (count != 2) return "write needs a DEVICE and a FILE";
+        if (line.hasOnly && line.only.empty()) return "--only needs at least one KEY";
         if (line.hasOutput) return "write takes no -o";
         return "";
     }
@@ -543,7 +530,7 @@ int RunCommand(const std::vector<std::string>& args, Console& console) {
         return kSuccess;
     }
     if (w[0] == "read") return ReadCommand(w[1], line.output, console);
-    if (w[0] == "write") return WriteCommand(w[1], w[2], console);
+    if (w[0] == "write") return WriteCommand(w[1], w[2], line.only, console);
     if (w[0] == "check") return CheckCommand(w[1], console);
     if (w[0] == "ports") return PortsCommand({w.begin() + 1, w.end()}, console);
     if (w[0] == "doctor") return DoctorCommand({w.begin() + 1, w.end()}, console);

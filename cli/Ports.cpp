@@ -2,6 +2,7 @@
 // btconf-cli ports: the ports as the window's chooser lists them, with what the
 // system knows of each device and whether it can be opened.
 #include "CliCommon.h"
+#include "Operations.h"
 
 #include <algorithm>
 #include <array>
@@ -95,13 +96,10 @@ std::string WhyNotOpened(const std::string& device, const mSerial& port) {
     return port.GetLastErrorText();
 }
 
-// The ports as the window's chooser lists them: COM1 to COM20 (and COM21 when
-// it has a device), each with its device, what the system knows of it, and
-// whether it can be opened.
-int PortsCommand(const std::vector<std::string>& given, Console& console) {
-    PortTable::Set(PortTable::Build(given));
+std::vector<std::array<std::string, 4>> ListPorts(const std::vector<std::string>& devices) {
     std::vector<std::array<std::string, 4>> rows;
 #if defined(_WIN32)
+    (void)devices;
     uint8_t flags[PortTable::kMaxPorts + 1] = {};
     mSerial probe;
     probe.GetValidComPorts(flags, PortTable::kMaxPorts);
@@ -111,7 +109,8 @@ int PortsCommand(const std::vector<std::string>& given, Console& console) {
                             flags[n] != 0 ? "can be opened" : "no device, or in use"});
 #else
     for (int n = 1; n <= PortTable::kMaxPorts; ++n) {
-        const std::string device = PortTable::DeviceOf(n);
+        const std::string device =
+            std::size_t(n) <= devices.size() ? devices[std::size_t(n) - 1] : std::string();
         if (device.empty()) {
             if (n < PortTable::kMaxPorts)
                 rows.push_back({mSerial::PortName(n), "(no device)", "", ""});
@@ -134,6 +133,15 @@ int PortsCommand(const std::vector<std::string>& given, Console& console) {
                         why.empty() ? "can be opened" : "cannot be opened: " + why});
     }
 #endif
+    return rows;
+}
+
+// The ports as the window's chooser lists them: COM1 to COM20 (and COM21 when
+// it has a device), each with its device, what the system knows of it, and
+// whether it can be opened.
+int PortsCommand(const std::vector<std::string>& given, Console& console) {
+    PortTable::Set(PortTable::Build(given));
+    const std::vector<std::array<std::string, 4>> rows = ListPorts(PortTable::Get());
     std::size_t widths[3] = {};
     for (const auto& row : rows)
         for (std::size_t i = 0; i < 3; ++i)
