@@ -3,10 +3,9 @@
 
 #include "CliCommon.h"
 #include "Communicator.h"
-#include "ConfigFile.h"
 #include "Compare.h"
+#include "ConfigFile.h"
 #include "Diff.h"
-#include "Operations.h"
 #include "ModuleSettings.h"
 #include "Program.h"
 #include "TextBar.h"

@@ -40,13 +40,13 @@ SearchEnd RunSearch(Communicator& comm, mSerial& port, int limitSeconds,
                     const std::function<void(const FoundDevice&)>& found);
 
 struct PairingOutcome {
-    int32_t started = 0;   // the start command's result; nothing else happened unless 0
-    int32_t state = 0;     // 1 paired, 2 to 5 the module's outcome, 0 none even after a cancel
-    bool timedOut = false; // no outcome within the limit, so the pairing was canceled
-    bool lost = false;     // the port went away
-    bool pairedRead = false;            // after state 1: the paired address was read
-    std::array<uint8_t, 6> paired{};    // ... and is this
-    Failure failure;                    // ... or could not be read, as the report shows it
+    int32_t started = 0;     // the start command's result; nothing else happened unless 0
+    int32_t state = 0;       // 1 paired, 2 to 5 the module's outcome, 0 none even after a cancel
+    bool timedOut = false;   // no outcome within the limit, so the pairing was canceled
+    bool lost = false;       // the port went away
+    bool pairedRead = false; // after state 1: the paired address was read
+    std::array<uint8_t, 6> paired{}; // ... and is this
+    Failure failure;                 // ... or could not be read, as the report shows it
 };
 
 // A pairing started by the module with address, or waiting for the remote

@@ -193,8 +193,7 @@ int SearchCommand(const std::string& device, int limitSeconds, Console& console)
         char cod[16];
         std::snprintf(cod, sizeof cod, "0x%06x", unsigned(d.classOfDevice));
         status.Clear();
-        console.out << btaddress::Text(d.address) << "  " << NameText(d.name) << "  " << cod
-                    << "\n"
+        console.out << btaddress::Text(d.address) << "  " << NameText(d.name) << "  " << cod << "\n"
                     << std::flush;
     });
     status.Clear();

@@ -27,7 +27,8 @@ void DefineErrors(py::module_& m);
 // Communicator's result, BadValue for an input error, else ModuleError.
 [[noreturn]] void Raise(const Failure& failure);
 // A failure of the program's own (no error number): its lines as they stand.
-[[noreturn]] void Raise(const char* kind, const std::vector<std::string>& lines, int32_t result = 0);
+[[noreturn]] void Raise(const char* kind, const std::vector<std::string>& lines,
+                        int32_t result = 0);
 // A validation failure as the object validate() lists.
 py::object FailureObject(const Failure& failure);
 

@@ -101,15 +101,14 @@ void DefineErrors(py::module_& m) {
 }
 
 void Raise(const Failure& failure) {
-    const char* kind = failure.result == -1   ? "NoAnswer"
-                       : failure.result == -2 ? "WrongAnswer"
-                       : failure.result == -3 ? "ModuleStatus"
+    const char* kind = failure.result == -1     ? "NoAnswer"
+                       : failure.result == -2   ? "WrongAnswer"
+                       : failure.result == -3   ? "ModuleStatus"
                        : failure.errorCode == 0 ? "BadValue"
                                                 : "ModuleError";
-    const py::object error =
-        Module().attr(kind)(TextList(cli::ReportLines(failure)), failure.result, failure.status,
-                            failure.errorCode, failure.helpContext, Text(failure.headline),
-                            Text(failure.category));
+    const py::object error = Module().attr(kind)(
+        TextList(cli::ReportLines(failure)), failure.result, failure.status, failure.errorCode,
+        failure.helpContext, Text(failure.headline), Text(failure.category));
     PyErr_SetObject(error.get_type().ptr(), error.ptr());
     throw py::error_already_set();
 }

@@ -95,11 +95,13 @@ class Module {
                 why = {"COM port could not be opened!", device + ": too many ports are open"};
             } else if ((opened = port.Open(n, device, why))) {
                 openDevices.push_back(device);
+                placed = true;
             }
         }
         if (!opened) Raise("ModuleError", why);
         {
             py::gil_scoped_release release;
+            std::lock_guard<std::mutex> one(busy); // one operation at a time on the port
             answered = port.Probe();
         }
         if (!answered) {
@@ -110,12 +112,20 @@ class Module {
         }
     }
 
+    // From Python: waits (letting other threads run) for an operation under way.
+    void CloseWaiting() {
+        py::gil_scoped_release release;
+        std::lock_guard<std::mutex> one(busy);
+        Close();
+    }
+
     void Close() {
-        if (!port.port.IsOpen() && !port.port.IsLost()) return;
+        closed = true;
         port.Close();
+        if (!placed) return;
+        placed = false;
         std::lock_guard<std::mutex> lock(tableMutex);
-        const auto at = std::find(openDevices.begin(), openDevices.end(), device);
-        if (at != openDevices.end()) openDevices.erase(at);
+        openDevices.erase(std::find(openDevices.begin(), openDevices.end(), device));
     }
 
     // The module's settings, read as read-all reads them.
@@ -132,7 +142,8 @@ class Module {
         const std::string bytes = settings.Lines();
         std::vector<std::string> keys;
         if (!only.is_none()) {
-            if (py::isinstance<py::str>(only)) keys.push_back(Latin1(only, "a setting's key"));
+            if (py::isinstance<py::str>(only))
+                keys.push_back(Latin1(only, "a setting's key"));
             else
                 for (const py::handle key : only)
                     keys.push_back(Latin1(key, "a setting's key"));
@@ -153,6 +164,7 @@ class Module {
         const SettingsGroup* failed = nullptr;
         {
             py::gil_scoped_release release;
+            std::lock_guard<std::mutex> one(busy); // one operation at a time on the port
             failed = groups.WriteAll(failure, &chosen);
         }
         groups.SetCommunicator(nullptr);
@@ -172,12 +184,14 @@ class Module {
 
     py::dict Identity() {
         if (!identity) {
+            CheckOpen();
             auto general = std::make_unique<GenSettings>();
             general->SetCommunicator(&port.comm);
             Failure failure;
             int read = 0;
             {
                 py::gil_scoped_release release;
+                std::lock_guard<std::mutex> one(busy); // one operation at a time on the port
                 read = general->ReadFromDevice(failure);
             }
             general->SetCommunicator(nullptr);
@@ -202,11 +216,13 @@ class Module {
     }
 
     py::list Search(int limit) {
+        CheckOpen();
         CheckLimit(limit);
         std::vector<cli::FoundDevice> found;
         cli::SearchEnd end;
         {
             py::gil_scoped_release release;
+            std::lock_guard<std::mutex> one(busy); // one operation at a time on the port
             end = cli::RunSearch(port.comm, port.port, limit,
                                  [&](const cli::FoundDevice& d) { found.push_back(d); });
         }
@@ -225,6 +241,7 @@ class Module {
 
     std::string Pair(bool remote, const std::string& addressText, const py::handle& passkey,
                      int limit) {
+        CheckOpen();
         CheckLimit(limit);
         std::array<uint8_t, 6> address{};
         if (!remote && !cli::ParseAddressArgument(addressText, address))
@@ -236,6 +253,7 @@ class Module {
         cli::PairingOutcome o;
         {
             py::gil_scoped_release release;
+            std::lock_guard<std::mutex> one(busy); // one operation at a time on the port
             o = cli::RunPairing(port.comm, port.port, remote, address, key, limit);
         }
         if (o.started != 0) {
@@ -269,7 +287,8 @@ class Module {
     }
     void AddLoss(std::vector<std::string>& lines) const {
         if (port.port.IsLost())
-            lines.insert(lines.end(), {"The module's port went away", port.port.GetLastErrorText()});
+            lines.insert(lines.end(),
+                         {"The module's port went away", port.port.GetLastErrorText()});
     }
     [[noreturn]] void RaiseLoss() const {
         std::vector<std::string> lines;
@@ -278,14 +297,12 @@ class Module {
     }
     [[noreturn]] void RaiseFailure(Failure failure) const {
         if (port.port.IsLost())
-            failure.description.insert(failure.description.end(),
-                                       {"The module's port went away",
-                                        port.port.GetLastErrorText()});
+            failure.description.insert(failure.description.end(), {"The module's port went away",
+                                                                   port.port.GetLastErrorText()});
         Raise(failure);
     }
     void CheckOpen() const {
-        if (!port.port.IsOpen() && !port.port.IsLost())
-            Raise("ModuleError", {"The module " + device + " is closed"});
+        if (closed) Raise("ModuleError", {"The module on " + device + " is closed"});
     }
 
     void ReadInto(ModuleSettings& groups, const py::object& progress) {
@@ -297,6 +314,7 @@ class Module {
         const SettingsGroup* failed = nullptr;
         {
             py::gil_scoped_release release;
+            std::lock_guard<std::mutex> one(busy); // one operation at a time on the port
             failed = groups.ReadAll(failure);
         }
         groups.SetProgress(nullptr);
@@ -310,6 +328,9 @@ class Module {
     }
 
     cli::program::Port port;
+    std::mutex busy; // held by the operation on the port, while Python threads run
+    bool placed = false; // the device is among openDevices
+    bool closed = false;
     std::unique_ptr<GenSettings> identity;
 };
 
@@ -321,8 +342,7 @@ void DefineModule(py::module_& m) {
         [] {
             py::list ports;
             for (const auto& row : cli::ListPorts(PortTable::Build({})))
-                if (!row[2].empty())
-                    ports.append(py::make_tuple(row[0], row[1], row[2], row[3]));
+                if (!row[2].empty()) ports.append(py::make_tuple(row[0], row[1], row[2], row[3]));
             return ports;
         },
         "The serial devices as `btconf-cli ports` lists them: (port, device, what the system "
@@ -357,9 +377,9 @@ void DefineModule(py::module_& m) {
             },
             py::arg("passkey"), py::kw_only(), py::arg("time_limit") = 120,
             "Waits for a remote device to pair; returns the paired address.")
-        .def("close", &Module::Close)
+        .def("close", &Module::CloseWaiting)
         .def("__enter__", [](Module& m) -> Module& { return m; })
-        .def("__exit__", [](Module& m, const py::args&) { m.Close(); })
+        .def("__exit__", [](Module& m, const py::args&) { m.CloseWaiting(); })
         .def("__repr__", [](const Module& m) { return "<btconf.Module on " + m.device + ">"; });
     m.def(
         "open",

@@ -43,8 +43,8 @@ py::str Get(const Settings& s, const py::handle& key) {
 void Set(Settings& s, const py::handle& key, const py::handle& value) {
     const std::string k = Key(key);
     const std::string line = k + ": " + Latin1(value, "the value of \"" + k + "\"") + "\n";
-    if (line.find('\r') != std::string::npos ||
-        std::count(line.begin(), line.end(), '\n') != 1 || s.groups->LoadFile(line) == 0)
+    if (line.find('\r') != std::string::npos || std::count(line.begin(), line.end(), '\n') != 1 ||
+        s.groups->LoadFile(line) == 0)
         Raise("BadValue", {"\"" + line.substr(0, line.size() - 1) +
                            "\" is not a setting the configuration file takes"});
     s.groups->ClearChanged();
@@ -119,8 +119,9 @@ to values in the file's own words. A value set is taken as a loaded file line is
                     "The settings a configuration file sets (a refused file raises BadValue).")
         .def("save", &Save, py::arg("path"),
              "Saves the configuration file, byte for byte as the window saves it.")
-        .def("text", [](const Settings& s) { return Text(s.Text()); },
-             "The configuration file's text (\"\\n\" line ends; saved with CR LF).")
+        .def(
+            "text", [](const Settings& s) { return Text(s.Text()); },
+            "The configuration file's text (\"\\n\" line ends; saved with CR LF).")
         .def("diff", &Diff, py::arg("other"),
              "The settings that differ: a list of (key, value here, value in other); None "
              "where a side does not set the key.")

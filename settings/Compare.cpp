@@ -27,7 +27,8 @@ std::vector<std::string> FileSettingKeys(const std::string& bytes) {
     return SettingKeys(taken);
 }
 
-std::vector<std::string> KeysNotSet(const std::string& bytes, const std::vector<std::string>& keys) {
+std::vector<std::string> KeysNotSet(const std::string& bytes,
+                                    const std::vector<std::string>& keys) {
     const std::vector<std::string> set = FileSettingKeys(bytes);
     std::vector<std::string> missing;
     for (const std::string& key : keys)

@@ -118,8 +118,7 @@ SettingsGroup* ModuleSettings::ValidateAll(Failure& failure,
     return nullptr;
 }
 
-SettingsGroup* ModuleSettings::WriteAll(Failure& failure,
-                                        const std::vector<SettingsGroup*>* only) {
+SettingsGroup* ModuleSettings::WriteAll(Failure& failure, const std::vector<SettingsGroup*>* only) {
     for (const Member& m : members) {
         if (!Chosen(m, only)) continue;
         if (m.group->WriteToDevice(failure) != 1) return m.group;
@@ -194,7 +193,8 @@ int ModuleSettings::LoadForWrite(const std::string& bytes, const std::vector<std
         if (!TakesPart(m) || m.group->LoadFromFile(lines, &group) == 0) continue;
         groups.push_back(m.group);
         for (std::string& line : group)
-            if (std::find(all.begin(), all.end(), line) == all.end()) all.push_back(std::move(line));
+            if (std::find(all.begin(), all.end(), line) == all.end())
+                all.push_back(std::move(line));
     }
     if (taken != nullptr) taken->insert(taken->end(), all.begin(), all.end());
     return int(all.size());
