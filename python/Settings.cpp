@@ -114,7 +114,12 @@ void DefineSettings(py::module_& m) {
     py::class_<Settings> cls(m, "Settings", R"(The settings of a module or a configuration
 file: a mapping from the file's keys ("Bluetooth Device Name", "Serial baudrate", ...)
 to values in the file's own words. A value set is taken as a loaded file line is.)");
-    cls.def(py::init<>())
+    cls.def(py::init([] {
+           // Empty, taking values as a file checked without a module.
+           auto s = std::make_unique<Settings>();
+           s->groups->AssumeEveryGroup();
+           return s;
+       }))
         .def_static("load", &Load, py::arg("path"),
                     "The settings a configuration file sets (a refused file raises BadValue).")
         .def("save", &Save, py::arg("path"),
