@@ -9,6 +9,7 @@
 Exit status 1 when a bar is missed.
 """
 import os
+import shutil
 import statistics
 import subprocess
 import sys
@@ -88,4 +89,5 @@ try:
 finally:
     sim.terminate()
     sim.wait()
+    shutil.rmtree(work)
 sys.exit(1 if failed else 0)
