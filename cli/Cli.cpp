@@ -3,6 +3,7 @@
 
 #include "CliCommon.h"
 #include "Communicator.h"
+#include "Compare.h"
 #include "ConfigFile.h"
 #include "Diff.h"
 #include "Json.h"
@@ -189,7 +190,8 @@ int ReadCommand(const std::string& device, const std::string& output, Console& c
     return kSuccess;
 }
 
-int WriteCommand(const std::string& device, const std::string& path, const UnitOptions& unitOptions,
+int WriteCommand(const std::string& device, const std::string& path,
+                 const std::vector<std::string>& only, const UnitOptions& unitOptions,
                  Console& console) {
     std::string bytes;
     if (const int status = ReadFile(path, bytes, console.err)) return status;
@@ -197,6 +199,11 @@ int WriteCommand(const std::string& device, const std::string& path, const UnitO
         // A file without one setting is refused before the module is asked anything.
         ModuleSettings probe;
         if (probe.LoadFile(bytes) == 0) return NoSettings(path, console.err);
+    }
+    // So is a setting named by --only that the file does not set.
+    for (const std::string& key : KeysNotSet(bytes, only)) {
+        Say(console.err, "\"" + key + "\" is not a setting of " + path);
+        return kInvalid;
     }
     Units units;
     std::string why;
@@ -211,19 +218,22 @@ int WriteCommand(const std::string& device, const std::string& path, const UnitO
     // settings only leaves the others as they are.
     ModuleSettings settings;
     if (const int status = ReadModule(settings, link, console)) return status;
-    int taken = settings.LoadFile(bytes);
-    if (taken == 0) return NoSettings(path, console.err);
+    // The unit's own values come first, so that they win over the file's, and
+    // with --only their groups are written too.
     Unit unit;
-    if (units.Active()) {
-        if (!units.Take(settings.general.bluetoothAddress, unit, why)) {
-            Say(console.err, "Not written: " + why);
-            return kInvalid;
-        }
-        taken += settings.LoadFile(unit.FileText());
+    if (units.Active() && !units.Take(settings.general.bluetoothAddress, unit, why)) {
+        Say(console.err, "Not written: " + why);
+        return kInvalid;
     }
+    std::vector<std::string> keys = only;
+    for (const auto& value : unit.values)
+        if (!only.empty()) keys.push_back(value.first);
+    std::vector<SettingsGroup*> groups;
+    const int taken = settings.LoadForWrite(unit.FileText() + bytes, keys, groups);
+    if (taken == 0) return NoSettings(path, console.err);
 
     Failure failure;
-    if (settings.ValidateAll(failure) != nullptr) {
+    if (settings.ValidateAll(failure, &groups) != nullptr) {
         Report(console.err, failure);
         return kInvalid;
     }
@@ -231,7 +241,7 @@ int WriteCommand(const std::string& device, const std::string& path, const UnitO
         TextBar bar(console.err, console.progress, "Writing settings",
                     settings.WriteProgressMaximum());
         settings.SetProgress(&bar);
-        const SettingsGroup* failed = settings.WriteAll(failure);
+        const SettingsGroup* failed = settings.WriteAll(failure, &groups);
         settings.SetProgress(nullptr);
         bar.Clear();
         if (failed != nullptr) {
@@ -267,17 +277,8 @@ int CheckCommand(const std::string& path, Console& console) {
     std::string bytes;
     if (const int status = ReadFile(path, bytes, console.err)) return status;
     ModuleSettings settings;
-    // Without a module, the file is checked as for one that has every group.
-    settings.AssumeEveryGroup();
     TakenLines taken;
-    if (settings.LoadFile(bytes, &taken) == 0) return NoSettings(path, console.err);
-    // Whether the module is paired is the module's, never the file's; for the
-    // check, the module the file was saved from stands in, paired as its
-    // information line says.
-    std::string paired;
-    Address address{};
-    if (TakeConfigValue("Device paired with", bytes, paired) && btaddress::Parse(paired, address))
-        settings.SetPairedAddress(address);
+    if (settings.LoadFileAlone(bytes, &taken) == 0) return NoSettings(path, console.err);
     Failure failure;
     const bool valid = settings.ValidateAll(failure) == nullptr;
     if (console.json) {

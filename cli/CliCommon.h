@@ -62,7 +62,10 @@ class Link {
 
 // read, write and check (Cli.cpp).
 int ReadCommand(const std::string& device, const std::string& output, Console& console);
-int WriteCommand(const std::string& device, const std::string& path, const UnitOptions& units,
+// write --only KEY...: only the groups that hold the named settings; units:
+// the values of the unit's own.
+int WriteCommand(const std::string& device, const std::string& path,
+                 const std::vector<std::string>& only, const UnitOptions& units,
                  Console& console);
 int CheckCommand(const std::string& path, Console& console);
 // The ports as the window's chooser lists them (Ports.cpp).

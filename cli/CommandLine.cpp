@@ -7,6 +7,7 @@
 #include "CliCommon.h"
 #include "Diff.h"
 #include "Json.h"
+#include "Operations.h"
 #include "Program.h"
 #include "Trace.h"
 
@@ -21,25 +22,6 @@
 namespace cli {
 
 namespace {
-
-// The passkey as the module's 8-bit text: the command line gives UTF-8, and
-// a character beyond Latin-1 cannot be sent. False for such a passkey.
-bool PasskeyBytes(const std::string& utf8, std::string& latin1) {
-    latin1.clear();
-    for (std::size_t i = 0; i < utf8.size(); ++i) {
-        const auto b = static_cast<unsigned char>(utf8[i]);
-        if (b < 0x80) {
-            latin1 += char(b);
-            continue;
-        }
-        // U+0080 to U+00FF come as 110000xx 10xxxxxx.
-        if ((b & 0xFE) != 0xC2 || i + 1 == utf8.size()) return false;
-        const auto next = static_cast<unsigned char>(utf8[++i]);
-        if ((next & 0xC0) != 0x80) return false;
-        latin1 += char((b & 0x03) << 6 | (next & 0x3F));
-    }
-    return true;
-}
 
 // A check of an option's value: the complaint, or "" when the value is good.
 CLI::Validator Check(std::string (*judge)(const std::string&)) {
@@ -103,6 +85,7 @@ struct Parser {
         write->add_option("DEVICE", g.device)->required();
         write->add_option("FILE", g.file)->required();
         UnitOptions(write, g.units);
+        write->add_option("--only", g.only);
         Add("check")->add_option("FILE", g.file)->required();
         Add("ports")->add_option("DEVICE", g.devices);
         Add("doctor")->add_option("DEVICE", g.devices);
@@ -167,7 +150,7 @@ int Dispatch(const std::string& name, const Given& g, Console& console) {
         return kSuccess;
     }
     if (name == "read") return ReadCommand(g.device, g.output, console);
-    if (name == "write") return WriteCommand(g.device, g.file, g.units, console);
+    if (name == "write") return WriteCommand(g.device, g.file, g.only, g.units, console);
     if (name == "check") return CheckCommand(g.file, console);
     if (name == "ports") return PortsCommand(g.devices, console);
     if (name == "doctor") return DoctorCommand(g.devices, console);

@@ -86,12 +86,11 @@ int DiffModule(const std::string& device, const std::string& path, Console& cons
     }
     // What the module holds, against what it would hold after a write of the
     // file: the file's values on top of the module's, in the groups' own words.
-    const std::string held = settings.FileText();
-    TakenLines taken;
-    if (settings.LoadFile(bytes, &taken) == 0)
-        return Complain(console.err, path + " contains no settings", {}, kInvalid);
-    return Print(CompareSettings(held, settings.FileText(), SettingKeys(taken)), "module", "file",
-                 console);
+    int taken = 0;
+    const std::vector<SettingDifference> differences =
+        ModuleDifferences(settings, bytes, false, &taken);
+    if (taken == 0) return Complain(console.err, path + " contains no settings", {}, kInvalid);
+    return Print(differences, "module", "file", console);
 }
 
 int DiffFiles(const std::string& firstPath, const std::string& secondPath, Console& console) {

@@ -3,6 +3,7 @@
 // system knows of each device and whether it can be opened.
 #include "CliCommon.h"
 #include "Json.h"
+#include "Operations.h"
 
 #include <algorithm>
 #include <array>
@@ -121,16 +122,11 @@ std::vector<std::string> LinksTo(const std::string& real, const char* folder) {
 }
 #endif
 
-// The serial devices: those given first, then the system's, each with the COM
-// number the window gives it, what the system knows of it, whether it can be
-// opened, and the links that name it by its socket and by its serial number.
-int PortsCommand(const std::vector<std::string>& given, Console& console) {
-    struct Row {
-        std::string port, device, resolved, kind, state;
-        std::vector<std::string> byPath, byId;
-    };
+std::vector<PortRow> ListPorts(const std::vector<std::string>& given) {
+    using Row = PortRow;
     std::vector<Row> rows;
 #if defined(_WIN32)
+    (void)given;
     uint8_t flags[PortTable::kMaxPorts + 1] = {};
     mSerial probe;
     probe.GetValidComPorts(flags, PortTable::kMaxPorts);
@@ -162,6 +158,12 @@ int PortsCommand(const std::vector<std::string>& given, Console& console) {
         rows.push_back(row);
     }
 #endif
+    return rows;
+}
+
+int PortsCommand(const std::vector<std::string>& given, Console& console) {
+    using Row = PortRow;
+    const std::vector<Row> rows = ListPorts(given);
     if (console.json) {
         for (const Row& r : rows)
             console.out << JsonLine({{"port", r.port},

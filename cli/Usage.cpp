@@ -8,7 +8,7 @@ namespace cli {
 
 std::string Usage() {
     return "Usage: btconf-cli read DEVICE -o FILE\n"
-           "       btconf-cli write DEVICE FILE [UNIT OPTIONS]\n"
+           "       btconf-cli write DEVICE FILE [--only KEY...] [UNIT OPTIONS]\n"
            "       btconf-cli check FILE\n"
            "       btconf-cli ports [DEVICE]...\n"
            "       btconf-cli doctor [DEVICE]...\n"
@@ -33,7 +33,10 @@ std::string Usage() {
            "  read DEVICE -o FILE  read every setting of the module and save it to FILE\n"
            "                       (\"-\" writes it to standard output)\n"
            "  write DEVICE FILE    read the module, take the settings FILE holds, check\n"
-           "                       them and write them to the module\n"
+           "                       them and write them to the module; with --only KEY...\n"
+           "                       only the named settings (\"Bluetooth Device Name\"):\n"
+           "                       each group holding one is written whole, with the\n"
+           "                       module's own values beside them\n"
            "  check FILE           print the settings FILE holds (\"Key: value\") and\n"
            "                       check them\n"
            "  ports [DEVICE]...    list the serial devices (the DEVICEs given first, then\n"

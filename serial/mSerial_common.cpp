@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -114,6 +115,13 @@ bool& TableSet() {
     return set;
 }
 
+// Ports opened from several threads (a script driving several modules) look
+// up their devices while another thread may install a new table.
+std::mutex& TableMutex() {
+    static std::mutex mutex;
+    return mutex;
+}
+
 #if !defined(_WIN32)
 void AddUnique(std::vector<std::string>& out, const std::string& device) {
     if (device.empty()) return;
@@ -212,6 +220,7 @@ std::vector<std::string> Devices(const std::vector<std::string>& given) {
 }
 
 void Set(const std::vector<std::string>& devices) {
+    std::lock_guard<std::mutex> lock(TableMutex());
     auto& table = Table();
     table.clear();
     table = devices;
@@ -219,6 +228,7 @@ void Set(const std::vector<std::string>& devices) {
 }
 
 const std::vector<std::string>& Get() {
+    std::lock_guard<std::mutex> lock(TableMutex());
     if (!TableSet()) {
         Table() = Build({});
         TableSet() = true;
@@ -228,6 +238,7 @@ const std::vector<std::string>& Get() {
 
 std::string DeviceOf(int32_t n) {
     const auto& table = Get();
+    std::lock_guard<std::mutex> lock(TableMutex());
     if (n >= 1 && static_cast<size_t>(n) <= table.size()) return table[static_cast<size_t>(n) - 1];
 #if defined(_WIN32)
     // Every COM number can be opened on Windows, also those beyond the table.

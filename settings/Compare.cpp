@@ -27,6 +27,15 @@ std::vector<std::string> FileSettingKeys(const std::string& bytes) {
     return SettingKeys(taken);
 }
 
+std::vector<std::string> KeysNotSet(const std::string& bytes,
+                                    const std::vector<std::string>& keys) {
+    const std::vector<std::string> set = FileSettingKeys(bytes);
+    std::vector<std::string> missing;
+    for (const std::string& key : keys)
+        if (std::find(set.begin(), set.end(), key) == set.end()) missing.push_back(key);
+    return missing;
+}
+
 namespace {
 
 bool SameValue(const std::string& a, const std::string& b) {
@@ -51,4 +60,14 @@ std::vector<SettingDifference> CompareSettings(const std::string& first, const s
             differences.push_back(std::move(d));
     }
     return differences;
+}
+
+std::vector<SettingDifference> ModuleDifferences(ModuleSettings& module, const std::string& bytes,
+                                                 bool writtenOnly, int* taken) {
+    const std::string held = module.FileText();
+    TakenLines lines;
+    const int count = module.LoadFile(bytes, &lines);
+    if (taken != nullptr) *taken = count;
+    const std::vector<std::string> keys = SettingKeys(lines);
+    return CompareSettings(held, module.FileText(), writtenOnly ? module.WrittenKeys(keys) : keys);
 }

@@ -104,17 +104,23 @@ SettingsGroup* ModuleSettings::ReadAll(Failure& failure,
     return nullptr;
 }
 
-SettingsGroup* ModuleSettings::ValidateAll(Failure& failure) const {
+bool ModuleSettings::Chosen(const Member& m, const std::vector<SettingsGroup*>* only) const {
+    return TakesPart(m) &&
+           (only == nullptr || std::find(only->begin(), only->end(), m.group) != only->end());
+}
+
+SettingsGroup* ModuleSettings::ValidateAll(Failure& failure,
+                                           const std::vector<SettingsGroup*>* only) const {
     for (const Member& m : members) {
-        if (!m.validated || !TakesPart(m)) continue;
+        if (!m.validated || !Chosen(m, only)) continue;
         if (m.group->Validate(failure) != 1) return m.group;
     }
     return nullptr;
 }
 
-SettingsGroup* ModuleSettings::WriteAll(Failure& failure) {
+SettingsGroup* ModuleSettings::WriteAll(Failure& failure, const std::vector<SettingsGroup*>* only) {
     for (const Member& m : members) {
-        if (!TakesPart(m)) continue;
+        if (!Chosen(m, only)) continue;
         if (m.group->WriteToDevice(failure) != 1) return m.group;
     }
     return nullptr;
@@ -155,4 +161,41 @@ int ModuleSettings::LoadFile(const std::string& bytes, TakenLines* taken) {
     }
     if (taken != nullptr) taken->insert(taken->end(), lines.begin(), lines.end());
     return int(lines.size());
+}
+
+int ModuleSettings::LoadFileAlone(const std::string& bytes, TakenLines* taken) {
+    AssumeEveryGroup();
+    const int count = LoadFile(bytes, taken);
+    std::string paired;
+    std::array<uint8_t, 6> address{};
+    if (TakeConfigValue("Device paired with", bytes, paired) && btaddress::Parse(paired, address))
+        SetPairedAddress(address);
+    return count;
+}
+
+int ModuleSettings::LoadForWrite(const std::string& bytes, const std::vector<std::string>& keys,
+                                 std::vector<SettingsGroup*>& groups, TakenLines* taken) {
+    groups.clear();
+    if (keys.empty()) {
+        for (const Member& m : members)
+            if (TakesPart(m)) groups.push_back(m.group);
+        return LoadFile(bytes, taken);
+    }
+    // The named lines alone, as the file has them, make the file each group loads.
+    std::string lines;
+    for (const std::string& key : keys) {
+        std::string value;
+        if (TakeConfigValue(key, bytes, value)) lines += key + ": " + value + "\n";
+    }
+    TakenLines all;
+    for (const Member& m : members) {
+        TakenLines group;
+        if (!TakesPart(m) || m.group->LoadFromFile(lines, &group) == 0) continue;
+        groups.push_back(m.group);
+        for (std::string& line : group)
+            if (std::find(all.begin(), all.end(), line) == all.end())
+                all.push_back(std::move(line));
+    }
+    if (taken != nullptr) taken->insert(taken->end(), all.begin(), all.end());
+    return int(all.size());
 }

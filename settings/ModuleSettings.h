@@ -73,10 +73,12 @@ class ModuleSettings {
     // runs), then every group that takes part. Returns the group that failed,
     // with `failure` filled, or nullptr when all were read.
     SettingsGroup* ReadAll(Failure& failure, const std::function<void()>& afterGeneral = {});
-    // Write-all's checks: the first group that is not valid, or nullptr.
-    SettingsGroup* ValidateAll(Failure& failure) const;
+    // Write-all's checks: the first group that is not valid, or nullptr. With
+    // only, just the groups among them, in the same order.
+    SettingsGroup* ValidateAll(Failure& failure,
+                               const std::vector<SettingsGroup*>* only = nullptr) const;
     // Write-all's writes (after ValidateAll): the group that failed, or nullptr.
-    SettingsGroup* WriteAll(Failure& failure);
+    SettingsGroup* WriteAll(Failure& failure, const std::vector<SettingsGroup*>* only = nullptr);
     int WriteProgressMaximum() const;
 
     // Of the file keys, those whose settings a write-all with the values held
@@ -90,7 +92,24 @@ class ModuleSettings {
     // in taken).
     int LoadFile(const std::string& bytes, TakenLines* taken = nullptr);
 
+    // A file taken without a module (a check of the file): as for a module that
+    // has every group, paired as the file's information line says, since
+    // whether a module is paired is the module's, never the file's, and the
+    // module the file was saved from stands in. Returns how many lines were taken.
+    int LoadFileAlone(const std::string& bytes, TakenLines* taken = nullptr);
+
+    // A write's load: the file's settings go onto the values held (read from the
+    // module first). Without keys, every setting of the file, and groups gets
+    // every group that takes part; with keys, only the lines of those keys, and
+    // groups gets the groups that took one, in write-all's order (each is then
+    // written whole, with the module's own values beside the named settings).
+    // Returns how many lines were taken.
+    int LoadForWrite(const std::string& bytes, const std::vector<std::string>& keys,
+                     std::vector<SettingsGroup*>& groups, TakenLines* taken = nullptr);
+
   private:
+    bool Chosen(const Member& member, const std::vector<SettingsGroup*>* only) const;
+
     std::vector<Member> members;
     std::vector<SettingsGroup*> fileOrder;
 };

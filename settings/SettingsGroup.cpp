@@ -24,6 +24,8 @@ int SettingsGroup::CommError(Failure& failure, bool write, uint32_t code, int32_
     failure.category = "communication";
     failure.headline = write ? "Could not write parameter" : "Could not read parameter";
     failure.errorCode = code;
+    failure.result = result;
+    failure.status = result == -3 && comm != nullptr ? comm->lastStatus : 0;
     failure.description.push_back(
         write ? "A communication error occured when writing information to the device."
               : "A communication error occured when reading information from the device.");

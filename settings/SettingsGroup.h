@@ -19,6 +19,10 @@ struct Failure {
     uint32_t errorCode = 0;  // 0 input error; 0x100/0x200 + opcode failed read/write
     int32_t helpContext = 0; // topic of the offending control
     std::vector<std::string> description;
+    // Of a communication failure: the Communicator's result (-1 no answer, -2
+    // wrong answer, -3 module status) and the module's status byte.
+    int32_t result = 0;
+    int32_t status = 0;
 };
 
 // The bar of the progress dialog (or of the command line).

@@ -1,12 +1,13 @@
 #!/usr/bin/env bash
-# check-install.sh BUILD STAGE BINDIR DATADIR MANDIR DOCDIR with-qt|without-qt
+# check-install.sh BUILD STAGE BINDIR DATADIR MANDIR DOCDIR with-qt|without-qt [PYDIR]
 # Runs `cmake --install BUILD --prefix STAGE`, then checks every file the
 # install rules promise is there and that the installed programs run.
 # With a Debian package for BUILD (a .deb file), unpacks it into STAGE instead
 # (the folders are then usr/bin, usr/share, ...) and also checks that it holds
-# nothing else.
+# nothing else. PYDIR, when given, is the Python module's folder (for Debian
+# lib/python3/dist-packages): the module must be there and read the module.
 set -uo pipefail
-build=$1 stage=$2 bindir=$3 datadir=$4 mandir=$5 docdir=$6 qt=$7
+build=$1 stage=$2 bindir=$3 datadir=$4 mandir=$5 docdir=$6 qt=$7 pydir=${8:-}
 failures=0
 fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
 
@@ -32,6 +33,11 @@ if [ "$qt" = with-qt ]; then
              "$datadir/metainfo/com.example.norvane.btconf.metainfo.xml"
              "$datadir/icons/hicolor/scalable/apps/btconf.svg"
              "$datadir/icons/hicolor/256x256/apps/btconf.png")
+fi
+if [ -n "$pydir" ]; then
+    module=$(cd "$stage" && ls "$pydir"/btconf.*.so 2>/dev/null | head -n 1)
+    [ -n "$module" ] || fail "missing: $pydir/btconf.*.so"
+    expect+=(${module:+"$module"})
 fi
 for f in "${expect[@]}"; do
     [ -s "$stage/$f" ] || fail "missing or empty: $f"
@@ -81,6 +87,14 @@ if timeout 30 "$stage/$bindir/btconf-cli" read "$link" -o "$stage/module.bcf" >"
     [ -s "$stage/module.bcf" ] || fail "btconf-cli read wrote nothing"
 else
     fail "installed btconf-cli read: $(cat "$stage/read.out")"
+fi
+# ... and so does the installed Python module, from where it was installed.
+if [ -n "$pydir" ]; then
+    python=$(command -v /usr/bin/python3 python3 | head -n 1)
+    out=$(cd / && PYTHONPATH="$stage/$pydir" timeout 30 "$python" -c "import btconf
+with btconf.open('$link') as m:
+    print(m.read()['Bluetooth Device Name'])" 2>&1) || fail "installed Python module: $out"
+    [ -n "$out" ] || fail "installed Python module read no name"
 fi
 kill "$sim" 2>/dev/null
 wait "$sim" 2>/dev/null
