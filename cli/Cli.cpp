@@ -7,6 +7,7 @@
 #include "Diff.h"
 #include "ModuleSettings.h"
 #include "Program.h"
+#include "SupportReport.h"
 #include "TextBar.h"
 #include "mSerial.h"
 
@@ -526,6 +527,8 @@ int RunCommand(const std::vector<std::string>& args, Console& console) {
         return ProgramCommand({args.begin() + 1, args.end()}, console);
     if (!args.empty() && args[0] == "diff")
         return DiffCommand({args.begin() + 1, args.end()}, console);
+    if (!args.empty() && args[0] == "report")
+        return ReportCommand({args.begin() + 1, args.end()}, console);
     const CommandLine line = Parse(args);
     if (line.help && line.error.empty()) {
         console.out << Usage() << std::flush;
