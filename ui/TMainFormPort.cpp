@@ -85,6 +85,7 @@ bool TMainForm::ConnectModule() {
         ShowPortStatus("No module answers");
         TConnectErrorForm connectError(this);
         connectError.tag = 0;
+        connectError.port = serPort.port;
         RunConnectError(connectError);
         if (connectError.tag != 0) continue;
         return false;

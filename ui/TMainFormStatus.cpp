@@ -24,11 +24,16 @@ const char* const kHideQuestion =
     "Hide the PIN code and passkeys in the support report?\n\nChoose No only when the person "
     "who helps you must see them.";
 
-QLabel* StatusLabel(QStatusBar* bar, const char* name) {
+// The port on the left; its connection and the module on the right, where a
+// passing message (a report saved) does not cover them.
+QLabel* StatusLabel(QStatusBar* bar, const char* name, bool left) {
     auto* label = new QLabel(bar);
     label->setObjectName(name);
-    label->setTextInteractionFlags(Qt::TextSelectableByMouse);
-    bar->addPermanentWidget(label);
+    label->setContentsMargins(6, 0, 6, 0);
+    if (left)
+        bar->addWidget(label, 1);
+    else
+        bar->addPermanentWidget(label);
     return label;
 }
 
@@ -38,9 +43,9 @@ void TMainForm::BuildStatusBar() {
     QStatusBar* bar = statusBar();
     bar->setObjectName("statusBar");
     bar->setSizeGripEnabled(false);
-    statusPort = StatusLabel(bar, "statusPort");
-    statusConnection = StatusLabel(bar, "statusConnection");
-    statusModule = StatusLabel(bar, "statusModule");
+    statusPort = StatusLabel(bar, "statusPort", true);
+    statusConnection = StatusLabel(bar, "statusConnection", false);
+    statusModule = StatusLabel(bar, "statusModule", false);
     statusConnection->setText("Not connected");
 
     portWatch = new QTimer(this);
