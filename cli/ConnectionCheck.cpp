@@ -171,12 +171,27 @@ bool SystemChecks(const std::string& device, Checks& out) {
     }
 
     const int fd = ::open(device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    const int why = errno;
+    // A program that opened the device for itself alone (as this tool does)
+    // keeps everybody else out: then it is named.
+    const std::vector<std::string> holders = Holders(real);
+    const auto heldBy = [&holders, &out] {
+        std::string list;
+        for (const std::string& h : holders)
+            list += (list.empty() ? "" : ", ") + h;
+        out.push_back({"holders", kFailed,
+                       "another program holds it: " + list,
+                       {"fix: close that program, then try again"}});
+        return false;
+    };
     if (fd < 0) {
-        if (errno == EACCES || errno == EPERM)
+        if (why == EACCES || why == EPERM)
             out.push_back(PermissionRefused(device, st));
+        else if (why == EBUSY && !holders.empty())
+            return heldBy();
         else
             out.push_back(
-                {"access", kFailed, "cannot be opened: " + std::string(std::strerror(errno)), {}});
+                {"access", kFailed, "cannot be opened: " + std::string(std::strerror(why)), {}});
         return false;
     }
     const bool tty = ::isatty(fd);
@@ -186,17 +201,7 @@ bool SystemChecks(const std::string& device, Checks& out) {
         return false;
     }
     out.push_back({"access", kOk, "can be opened", {}});
-
-    const std::vector<std::string> holders = Holders(real);
-    if (!holders.empty()) {
-        std::string list;
-        for (const std::string& h : holders)
-            list += (list.empty() ? "" : ", ") + h;
-        out.push_back({"holders", kFailed,
-                    "another program holds it: " + list,
-                    {"fix: close that program, then try again"}});
-        return false;
-    }
+    if (!holders.empty()) return heldBy();
     out.push_back({"holders", kOk, "no other program holds it", {}});
 
     // brltty's udev rules claim common USB serial adapters for braille
