@@ -7,7 +7,6 @@
 #include "Diff.h"
 #include "ModuleSettings.h"
 #include "Program.h"
-#include "SupportReport.h"
 #include "TextBar.h"
 #include "mSerial.h"
 
@@ -150,6 +149,8 @@ std::string WithCrLf(const std::string& text) {
     return bytes;
 }
 
+} // namespace
+
 int ReadCommand(const std::string& device, const std::string& output, Console& console) {
     Link link;
     if (const int status = link.Open(device, console.err)) return status;
@@ -244,158 +245,6 @@ int CheckCommand(const std::string& path, Console& console) {
     return kSuccess;
 }
 
-// The command line taken apart: the words, the options, and whether help was asked for.
-struct CommandLine {
-    std::vector<std::string> words;
-    std::string output;
-    bool hasOutput = false;
-    std::string passkey;
-    bool hasPasskey = false;
-    std::string timeLimit;
-    bool hasTimeLimit = false;
-    bool help = false;
-    std::string error; // what is wrong with it, when something is
-};
-
-// "--name VALUE" or "--name=VALUE" (and short, "-o VALUE"): true when args[i]
-// is the option; its value (or the complaint) is then taken, i moves past it.
-bool TakeOption(const std::vector<std::string>& args, std::size_t& i, const char* shortName,
-                const char* longName, const char* what, std::string& value, bool& given,
-                std::string& error) {
-    const std::string& a = args[i];
-    const std::string withValue = std::string(longName) + "=";
-    const bool separate = a == longName || (shortName != nullptr && a == shortName);
-    if (!separate && a.rfind(withValue, 0) != 0) return false;
-    std::string v;
-    if (separate) {
-        if (i + 1 == args.size()) {
-            if (error.empty()) error = "option " + a + " needs " + what;
-            return true;
-        }
-        v = args[++i];
-    } else {
-        v = a.substr(withValue.size());
-    }
-    if (error.empty() && given) error = std::string("option ") + longName + " is given twice";
-    value = v;
-    given = true;
-    return true;
-}
-
-CommandLine Parse(const std::vector<std::string>& args) {
-    CommandLine line;
-    bool options = true;
-    for (std::size_t i = 0; i < args.size(); ++i) {
-        const std::string& a = args[i];
-        if (!options || a == "-" || a.empty() || a[0] != '-') {
-            line.words.push_back(a);
-        } else if (a == "--") {
-            options = false;
-        } else if (a == "-h" || a == "--help") {
-            line.help = true;
-        } else if (a == "-o" || a == "--output" || a.rfind("--output=", 0) == 0) {
-            std::string value;
-            if (a == "-o" || a == "--output") {
-                if (i + 1 == args.size()) {
-                    line.error = "option " + a + " needs a file name";
-                    return line;
-                }
-                value = args[++i];
-            } else {
-                value = a.substr(std::strlen("--output="));
-            }
-            if (line.error.empty() && line.hasOutput) line.error = "the output file is given twice";
-            if (line.error.empty() && value.empty()) line.error = "the output file name is empty";
-            line.output = value;
-            line.hasOutput = true;
-        } else if (TakeOption(args, i, nullptr, "--passkey", "a passkey", line.passkey,
-                              line.hasPasskey, line.error) ||
-                   TakeOption(args, i, nullptr, "--time-limit", "a number of seconds",
-                              line.timeLimit, line.hasTimeLimit, line.error)) {
-        } else if (line.error.empty()) {
-            line.error = "unknown option \"" + a + "\"";
-        }
-    }
-    return line;
-}
-
-// The passkey as the module's 8-bit text: the command line gives UTF-8, and
-// a character beyond Latin-1 cannot be sent. False for such a passkey.
-bool PasskeyBytes(const std::string& utf8, std::string& latin1) {
-    latin1.clear();
-    for (std::size_t i = 0; i < utf8.size(); ++i) {
-        const auto b = static_cast<unsigned char>(utf8[i]);
-        if (b < 0x80) {
-            latin1 += char(b);
-            continue;
-        }
-        // U+0080 to U+00FF come as 110000xx 10xxxxxx.
-        if ((b & 0xFE) != 0xC2 || i + 1 == utf8.size()) return false;
-        const auto next = static_cast<unsigned char>(utf8[++i]);
-        if ((next & 0xC0) != 0x80) return false;
-        latin1 += char((b & 0x03) << 6 | (next & 0x3F));
-    }
-    return true;
-}
-
-// What is wrong with the words of a command, or "" when nothing is.
-std::string Misuse(const CommandLine& line) {
-    if (line.words.empty()) return "no command given";
-    const std::string& command = line.words[0];
-    const std::size_t count = line.words.size() - 1;
-    const bool pair = command == "pair", waitPair = command == "wait-pair";
-    const bool remote = command == "search" || pair || waitPair;
-    const bool local = command == "help" || command == "read" || command == "write" ||
-                       command == "check" || command == "ports" || command == "doctor";
-    if (!remote && !local) return "unknown command \"" + command + "\"";
-    if (local && line.hasPasskey) return command + " takes no --passkey";
-    if (local && line.hasTimeLimit) return command + " takes no --time-limit";
-    if (command == "help") return count == 0 ? "" : "help takes no arguments";
-    if (command == "ports" || command == "doctor")
-        return line.hasOutput ? command + " takes no -o" : "";
-    if (command == "read") {
-        if (count != 1) return count == 0 ? "read needs a DEVICE" : "read takes one DEVICE";
-        if (!line.hasOutput) return "read needs -o FILE";
-        return "";
-    }
-    if (command == "write") {
-        if (count != 2) return "write needs a DEVICE and a FILE";
-        if (line.hasOutput) return "write takes no -o";
-        return "";
-    }
-    if (command == "check") {
-        if (count != 1) return "check needs one FILE";
-        if (line.hasOutput) return "check takes no -o";
-        return "";
-    }
-    if (command == "search" && count != 1) return "search needs one DEVICE";
-    if (pair && count != 2) return "pair needs a DEVICE and an ADDRESS";
-    if (waitPair && count != 1) return "wait-pair needs one DEVICE";
-    if (line.hasOutput) return command + " takes no -o";
-    Address address{};
-    if (pair && !ParseAddressArgument(line.words[2], address))
-        return "ADDRESS \"" + line.words[2] +
-               "\" is not six bytes such as 00:1b:dc:0f:52:a7, 001bdc0f52a7 or "
-               "\"00 1b dc 0f 52 a7\"";
-    if (command == "search" && line.hasPasskey) return "search takes no --passkey";
-    if ((pair || waitPair) && !line.hasPasskey) return command + " needs --passkey KEY";
-    std::string key;
-    if (line.hasPasskey && !PasskeyBytes(line.passkey, key))
-        return "the passkey holds a character the module cannot take: only the Latin-1 "
-               "characters can be sent";
-    if (line.hasPasskey && (key.empty() || key.size() > kPasskeyMax))
-        return "the passkey must have 1-16 characters";
-    if (line.hasTimeLimit) {
-        const long long seconds = FileNumber(line.timeLimit);
-        if (line.timeLimit.empty() || line.timeLimit[0] == '+' || seconds < 1 ||
-            seconds > kTimeLimitMax)
-            return "--time-limit takes 1 to 3600 seconds";
-    }
-    return "";
-}
-
-} // namespace
-
 std::vector<std::string> ReportLines(const Failure& failure) {
     std::string caption = "Error - " + failure.category;
     if (failure.errorCode != 0) {
@@ -462,107 +311,5 @@ void DropStaleBytes(mSerial& port) {
     for (int reads = 1; got > 0 && reads < kStaleReads; ++reads)
         got = port.ReadBuffer(stale, kStaleBytes);
 }
-
-namespace {
-
-// Takes "--trace FILE" or "--trace=FILE" out of the arguments (before "--"):
-// true when none, or one with a file name, was given.
-bool TakeTraceOption(std::vector<std::string>& args, std::string& file, bool& given,
-                     std::string& error) {
-    for (std::size_t i = 0; i < args.size(); ++i) {
-        const std::string& a = args[i];
-        if (a == "--") break;
-        const bool separate = a == "--trace";
-        if (!separate && a.rfind("--trace=", 0) != 0) continue;
-        if (given) error = "option --trace is given twice";
-        if (separate && i + 1 == args.size()) {
-            error = "option --trace needs a file name";
-            args.erase(args.begin() + long(i));
-            return false;
-        }
-        file = separate ? args[i + 1] : a.substr(std::strlen("--trace="));
-        if (file.empty() && error.empty()) error = "the trace file name is empty";
-        given = true;
-        args.erase(args.begin() + long(i), args.begin() + long(i) + (separate ? 2 : 1));
-        --i;
-    }
-    return error.empty();
-}
-
-int RunCommand(const std::vector<std::string>& args, Console& console);
-
-} // namespace
-
-int Run(const std::vector<std::string>& given, Console& console) {
-    // --trace FILE goes with any command: every frame of every Communicator the
-    // command makes is written to FILE, one line each, flushed at once.
-    std::vector<std::string> args = given;
-    std::string traceFile, error;
-    bool hasTrace = false;
-    if (!TakeTraceOption(args, traceFile, hasTrace, error)) {
-        Say(console.err, error);
-        console.err << "\n" << Usage() << std::flush;
-        return kUsage;
-    }
-    if (!hasTrace) return RunCommand(args, console);
-    std::FILE* file = std::fopen(traceFile.c_str(), "wb");
-    if (file == nullptr) {
-        Say(console.err, "The trace file could not be written!",
-            {traceFile + ": " + std::strerror(errno)});
-        return kCannotSave;
-    }
-    TraceWriter writer(file);
-    Communicator::SetDefaultObserver(writer.Observer());
-    const int status = RunCommand(args, console);
-    Communicator::SetDefaultObserver(nullptr);
-    std::fclose(file);
-    return status;
-}
-
-namespace {
-
-int RunCommand(const std::vector<std::string>& args, Console& console) {
-    // program and diff take their own options.
-    if (!args.empty() && args[0] == "program")
-        return ProgramCommand({args.begin() + 1, args.end()}, console);
-    if (!args.empty() && args[0] == "diff")
-        return DiffCommand({args.begin() + 1, args.end()}, console);
-    if (!args.empty() && args[0] == "report")
-        return ReportCommand({args.begin() + 1, args.end()}, console);
-    const CommandLine line = Parse(args);
-    if (line.help && line.error.empty()) {
-        console.out << Usage() << std::flush;
-        return kSuccess;
-    }
-    const std::string misuse = line.error.empty() ? Misuse(line) : line.error;
-    if (!misuse.empty()) {
-        Say(console.err, misuse);
-        console.err << "\n" << Usage() << std::flush;
-        return kUsage;
-    }
-    const std::vector<std::string>& w = line.words;
-    if (w[0] == "help") {
-        console.out << Usage() << std::flush;
-        return kSuccess;
-    }
-    if (w[0] == "read") return ReadCommand(w[1], line.output, console);
-    if (w[0] == "write") return WriteCommand(w[1], w[2], console);
-    if (w[0] == "check") return CheckCommand(w[1], console);
-    if (w[0] == "ports") return PortsCommand({w.begin() + 1, w.end()}, console);
-    if (w[0] == "doctor") return DoctorCommand({w.begin() + 1, w.end()}, console);
-    const bool search = w[0] == "search";
-    const int limit = line.hasTimeLimit ? int(FileNumber(line.timeLimit))
-                      : search          ? kSearchLimit
-                                        : kPairingLimit;
-    if (search) return SearchCommand(w[1], limit, console);
-    Address address{};
-    const bool remoteInitiates = w[0] == "wait-pair";
-    if (!remoteInitiates) ParseAddressArgument(w[2], address);
-    std::string key;
-    PasskeyBytes(line.passkey, key); // checked with the command line
-    return PairCommand(w[1], remoteInitiates, address, key, limit, console);
-}
-
-} // namespace
 
 } // namespace cli

@@ -34,6 +34,7 @@ struct Console {
     std::ostream& out;     // summaries, taken lines, and the file of "read -o -"
     std::ostream& err;     // error reports and the progress bar
     bool progress = false; // draw a progress bar on err (only when it is a terminal)
+    bool json = false;     // --json: results as JSON objects, one a line, on out
 };
 
 // Runs one command line (the arguments without the program name) and returns

@@ -59,6 +59,10 @@ class Link {
     Communicator comm;
 };
 
+// read, write and check (Cli.cpp).
+int ReadCommand(const std::string& device, const std::string& output, Console& console);
+int WriteCommand(const std::string& device, const std::string& path, Console& console);
+int CheckCommand(const std::string& path, Console& console);
 // The ports as the window's chooser lists them (Ports.cpp).
 int PortsCommand(const std::vector<std::string>& given, Console& console);
 // Why a module on each device answers or not (Doctor.cpp).

@@ -26,17 +26,6 @@ int Complain(std::ostream& err, const std::string& first, const std::vector<std:
     return status;
 }
 
-bool IsDevice(const std::string& path) {
-#if !defined(_WIN32)
-    // A device node, or a name under /dev/ whose device is not there (yet).
-    struct stat st {};
-    if (::stat(path.c_str(), &st) == 0) return S_ISCHR(st.st_mode);
-    return path.rfind("/dev/", 0) == 0;
-#else
-    return path.rfind("COM", 0) == 0 || path.rfind("\\\\.\\", 0) == 0;
-#endif
-}
-
 int ReadConfig(const std::string& path, std::string& bytes, std::ostream& err) {
     std::string why;
     if (ConfigFile::ReadAll(path, bytes, &why)) return kSuccess;
@@ -115,33 +104,20 @@ std::string DifferenceLine(const SettingDifference& d, const std::string& firstW
            value(d.inSecond, d.second);
 }
 
-int DiffCommand(const std::vector<std::string>& args, Console& console) {
-    std::vector<std::string> words;
-    bool options = true;
-    for (const std::string& a : args) {
-        if (options && (a == "-h" || a == "--help")) {
-            console.out << Usage() << std::flush;
-            return kSuccess;
-        }
-        if (options && a == "--") {
-            options = false;
-        } else if (options && a.size() > 1 && a[0] == '-') {
-            console.err << "btconf-cli: diff takes no option \"" << a << "\"\n\n" << Usage();
-            return kUsage;
-        } else {
-            words.push_back(a);
-        }
-    }
-    if (words.size() != 2) {
-        console.err << "btconf-cli: diff needs a DEVICE and a FILE, or two FILEs\n\n" << Usage();
-        return kUsage;
-    }
-    if (IsDevice(words[1])) {
-        console.err << "btconf-cli: diff takes the DEVICE first, then the FILE\n\n" << Usage();
-        return kUsage;
-    }
-    if (IsDevice(words[0])) return DiffModule(words[0], words[1], console);
-    return DiffFiles(words[0], words[1], console);
+bool IsDevice(const std::string& path) {
+#if !defined(_WIN32)
+    // A device node, or a name under /dev/ whose device is not there (yet).
+    struct stat st {};
+    if (::stat(path.c_str(), &st) == 0) return S_ISCHR(st.st_mode);
+    return path.rfind("/dev/", 0) == 0;
+#else
+    return path.rfind("COM", 0) == 0 || path.rfind("\\\\.\\", 0) == 0;
+#endif
+}
+
+int DiffCommand(const std::string& first, const std::string& second, Console& console) {
+    if (IsDevice(first)) return DiffModule(first, second, console);
+    return DiffFiles(first, second, console);
 }
 
 } // namespace cli

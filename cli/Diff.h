@@ -10,8 +10,11 @@
 
 namespace cli {
 
-// args: the words after "diff". kSuccess when equal, kDiffer when not.
-int DiffCommand(const std::vector<std::string>& args, Console& console);
+// A module (first is a device) against a file, or two files. kSuccess when
+// equal, kDiffer when not.
+int DiffCommand(const std::string& first, const std::string& second, Console& console);
+// Whether path names a serial device rather than a file.
+bool IsDevice(const std::string& path);
 
 // "Serial baudrate: module 38400, file 115200"; a side without the line shows
 // "(not set)".

@@ -258,81 +258,16 @@ void Log::Record(const Outcome& o) {
 
 } // namespace program
 
-namespace {
-
-struct Options {
-    std::vector<std::string> words; // FILE DEVICE...
-    std::string log;
-    bool hasLog = false;
-    bool json = false;
-    bool watch = false;
-    bool help = false;
-    std::string error;
-};
-
-Options ParseProgram(const std::vector<std::string>& args) {
-    Options o;
-    bool options = true, hasFormat = false;
-    for (std::size_t i = 0; i < args.size(); ++i) {
-        const std::string& a = args[i];
-        auto value = [&](const std::string& name, std::string& into, bool& given) {
-            if (a == name) {
-                if (i + 1 == args.size()) {
-                    if (o.error.empty()) o.error = "option " + name + " needs a value";
-                    return;
-                }
-                into = args[++i];
-            } else {
-                into = a.substr(name.size() + 1);
-            }
-            if (o.error.empty() && given) o.error = "option " + name + " is given twice";
-            given = true;
-        };
-        if (!options || a.empty() || a[0] != '-' || a == "-") {
-            o.words.push_back(a);
-        } else if (a == "--") {
-            options = false;
-        } else if (a == "-h" || a == "--help") {
-            o.help = true;
-        } else if (a == "--watch") {
-            o.watch = true;
-        } else if (a == "--log" || a.rfind("--log=", 0) == 0) {
-            value("--log", o.log, o.hasLog);
-            if (o.error.empty() && o.log.empty()) o.error = "the log file name is empty";
-        } else if (a == "--log-format" || a.rfind("--log-format=", 0) == 0) {
-            std::string format;
-            value("--log-format", format, hasFormat);
-            if (o.error.empty() && format != "csv" && format != "json")
-                o.error = "--log-format takes csv or json";
-            o.json = format == "json";
-        } else if (o.error.empty()) {
-            o.error = "unknown option \"" + a + "\"";
-        }
-    }
-    if (o.error.empty() && hasFormat && !o.hasLog) o.error = "--log-format needs --log FILE";
-    if (o.error.empty() && o.words.size() < 2) o.error = "program needs a FILE and a DEVICE";
-    if (o.error.empty() && o.words.size() - 1 > std::size_t(PortTable::kMaxPorts))
-        o.error = "program takes at most " + std::to_string(PortTable::kMaxPorts) + " devices";
-    for (std::size_t i = 1; o.error.empty() && i < o.words.size(); ++i)
-        for (std::size_t j = 1; j < i; ++j)
-            if (o.words[i] == o.words[j]) o.error = o.words[i] + " is given twice";
-    return o;
+std::string CheckProgramOptions(const ProgramOptions& o) {
+    for (std::size_t i = 0; i < o.devices.size(); ++i)
+        for (std::size_t j = 0; j < i; ++j)
+            if (o.devices[i] == o.devices[j]) return o.devices[i] + " is given twice";
+    return "";
 }
 
-} // namespace
-
-int ProgramCommand(const std::vector<std::string>& args, Console& console) {
-    const Options options = ParseProgram(args);
-    if (options.help && options.error.empty()) {
-        console.out << Usage() << std::flush;
-        return kSuccess;
-    }
-    if (!options.error.empty()) {
-        console.err << "btconf-cli: " << options.error << "\n\n" << Usage() << std::flush;
-        return kUsage;
-    }
-    const std::string& path = options.words[0];
-    const std::vector<std::string> devices(options.words.begin() + 1, options.words.end());
+int ProgramCommand(const ProgramOptions& options, Console& console) {
+    const std::string& path = options.file;
+    const std::vector<std::string>& devices = options.devices;
     std::string bytes, why;
     if (!ConfigFile::ReadAll(path, bytes, &why)) {
         console.err << "btconf-cli: Configuration file could not be read!\n"
@@ -350,7 +285,7 @@ int ProgramCommand(const std::vector<std::string>& args, Console& console) {
         }
     }
     program::Log log;
-    if (options.hasLog && !log.Open(options.log, options.json, path, bytes, why)) {
+    if (!options.log.empty() && !log.Open(options.log, options.logFormat == "json", path, bytes, why)) {
         console.err << "btconf-cli: Log file could not be written!\n" << why << "\n" << std::flush;
         return kCannotSave;
     }

@@ -19,8 +19,17 @@
 
 namespace cli {
 
-// args: the words after "program".
-int ProgramCommand(const std::vector<std::string>& args, Console& console);
+// What the command line gives "program".
+struct ProgramOptions {
+    std::string file;
+    std::vector<std::string> devices;
+    bool watch = false;
+    std::string log;
+    std::string logFormat = "csv";
+};
+// What is wrong with the options beyond their form, or "".
+std::string CheckProgramOptions(const ProgramOptions& options);
+int ProgramCommand(const ProgramOptions& options, Console& console);
 
 namespace program {
 

@@ -6,8 +6,6 @@
 #include "ModuleSettings.h"
 #include "Trace.h"
 
-#include <CLI/CLI.hpp>
-
 #include <cerrno>
 #include <chrono>
 #include <cstring>
@@ -205,28 +203,8 @@ SupportReport BuildSupportReport(const std::string& device, const std::string& p
     return report;
 }
 
-int ReportCommand(const std::vector<std::string>& args, Console& console) {
-    CLI::App app("btconf-cli report", "btconf-cli report");
-    std::string device, output;
-    bool showSecrets = false;
-    app.add_option("DEVICE", device)->required();
-    app.add_option("-o,--output", output)->required();
-    app.add_flag("--show-secrets", showSecrets);
-    std::vector<std::string> reversed(args.rbegin(), args.rend());
-    try {
-        app.parse(reversed);
-    } catch (const CLI::CallForHelp&) {
-        console.out << Usage() << std::flush;
-        return kSuccess;
-    } catch (const CLI::ParseError& e) {
-        Say(console.err, std::string("report: ") + e.what());
-        console.err << "\n" << Usage() << std::flush;
-        return kUsage;
-    }
-    if (output.empty()) {
-        Say(console.err, "report: the output file name is empty");
-        return kUsage;
-    }
+int ReportCommand(const std::string& device, const std::string& output, bool showSecrets,
+                  Console& console) {
     const SupportReport report = BuildSupportReport(device, "btconf-cli", showSecrets);
     if (output == "-") {
         console.out << report.text << std::flush;

@@ -32,7 +32,8 @@ SupportReport BuildSupportReport(const std::string& device, const std::string& p
 // "(hidden, N characters)".
 std::string HideSecrets(const std::string& settingsText);
 
-// btconf-cli report DEVICE -o FILE [--show-secrets] (the words after "report").
-int ReportCommand(const std::vector<std::string>& args, Console& console);
+// btconf-cli report DEVICE -o FILE [--show-secrets]; "-" is standard output.
+int ReportCommand(const std::string& device, const std::string& output, bool showSecrets,
+                  Console& console);
 
 } // namespace cli
