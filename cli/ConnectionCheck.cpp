@@ -156,15 +156,17 @@ Check PermissionRefused(const std::string& device, const struct stat& st) {
 bool SystemChecks(const std::string& device, Checks& out) {
     struct stat st {};
     if (::stat(device.c_str(), &st) != 0) {
-        out.push_back({"device", kFailed,
-                    "does not exist: " + std::string(std::strerror(errno)),
-                    {"fix: plug the adapter in; btconf-cli ports lists the serial devices the "
-                     "system has"}});
+        out.push_back({"device",
+                       kFailed,
+                       "does not exist: " + std::string(std::strerror(errno)),
+                       {"fix: plug the adapter in; btconf-cli ports lists the serial devices the "
+                        "system has"}});
         return false;
     }
     char resolved[4096];
     const std::string real = ::realpath(device.c_str(), resolved) ? resolved : device;
-    out.push_back({"device", kOk, real == device ? "exists" : "exists: " + device + " -> " + real, {}});
+    out.push_back(
+        {"device", kOk, real == device ? "exists" : "exists: " + device + " -> " + real, {}});
     if (!S_ISCHR(st.st_mode)) {
         out.push_back({"device", kFailed, "is not a serial device", {}});
         return false;
@@ -179,7 +181,8 @@ bool SystemChecks(const std::string& device, Checks& out) {
         std::string list;
         for (const std::string& h : holders)
             list += (list.empty() ? "" : ", ") + h;
-        out.push_back({"holders", kFailed,
+        out.push_back({"holders",
+                       kFailed,
                        "another program holds it: " + list,
                        {"fix: close that program, then try again"}});
         return false;
@@ -213,21 +216,24 @@ bool SystemChecks(const std::string& device, Checks& out) {
     const bool usb = name.rfind("ttyUSB", 0) == 0 || name.rfind("ttyACM", 0) == 0;
     bool warned = false;
     if (usb && (AnyFile(Root() + "/lib/udev/rules.d/*brltty*.rules") || Running("brltty"))) {
-        out.push_back({"system", kWarning,
-                    std::string("brltty is ") + (Running("brltty") ? "running" : "installed") +
-                        "; it takes common USB serial adapters for braille displays",
-                    {"fix: sudo apt-get remove brltty (unless a braille display is used), then "
-                     "plug the adapter in again"}});
+        out.push_back({"system",
+                       kWarning,
+                       std::string("brltty is ") + (Running("brltty") ? "running" : "installed") +
+                           "; it takes common USB serial adapters for braille displays",
+                       {"fix: sudo apt-get remove brltty (unless a braille display is used), then "
+                        "plug the adapter in again"}});
         warned = true;
     }
     if (name.rfind("ttyACM", 0) == 0 && Running("ModemManager")) {
-        out.push_back({"system", kWarning,
-                    "ModemManager is running; it sends its own probes to ttyACM devices",
-                    {"fix: sudo systemctl stop ModemManager, or give the adapter the udev "
-                     "property ID_MM_DEVICE_IGNORE=1"}});
+        out.push_back({"system",
+                       kWarning,
+                       "ModemManager is running; it sends its own probes to ttyACM devices",
+                       {"fix: sudo systemctl stop ModemManager, or give the adapter the udev "
+                        "property ID_MM_DEVICE_IGNORE=1"}});
         warned = true;
     }
-    if (!warned) out.push_back({"system", kOk, "nothing on the system is known to take it away", {}});
+    if (!warned)
+        out.push_back({"system", kOk, "nothing on the system is known to take it away", {}});
     return true;
 }
 #endif
@@ -251,17 +257,20 @@ bool Probe(const std::string& device, Checks& out) {
     };
     if (comm.CheckConnection() != 1) {
         if (heard.empty())
-            out.push_back({"module", kFailed,
-                        "nothing came back to the probe at 38400 bit/s, 8N1",
-                        {"fix: check that the module has power and is on this port; a module "
-                         "answers at 38400 bit/s unless its speed was changed"}});
+            out.push_back({"module",
+                           kFailed,
+                           "nothing came back to the probe at 38400 bit/s, 8N1",
+                           {"fix: check that the module has power and is on this port; a module "
+                            "answers at 38400 bit/s unless its speed was changed"}});
         else
-            out.push_back({"module", kFailed,
-                        std::to_string(heard.size()) + " bytes came back that are not an answer: " +
-                            HexBytes(heard.data(), std::min<size_t>(heard.size(), 16)) +
-                            (heard.size() > 16 ? " ..." : ""),
-                        {"this often means a different line speed, or a device that is not a "
-                         "module"}});
+            out.push_back({"module",
+                           kFailed,
+                           std::to_string(heard.size()) +
+                               " bytes came back that are not an answer: " +
+                               HexBytes(heard.data(), std::min<size_t>(heard.size(), 16)) +
+                               (heard.size() > 16 ? " ..." : ""),
+                           {"this often means a different line speed, or a device that is not a "
+                            "module"}});
         return false;
     }
     uint8_t info[12] = {}, address[6] = {};

@@ -42,8 +42,8 @@ std::string SystemText() {
 #else
     struct utsname name {};
     if (::uname(&name) != 0) return std::string("unknown: ") + std::strerror(errno);
-    std::string text = std::string(name.sysname) + " " + name.release + " " + name.version + " " +
-                       name.machine;
+    std::string text =
+        std::string(name.sysname) + " " + name.release + " " + name.version + " " + name.machine;
     std::ifstream release("/etc/os-release");
     for (std::string line; std::getline(release, line);) {
         if (line.rfind("PRETTY_NAME=", 0) != 0) continue;

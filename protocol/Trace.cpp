@@ -522,7 +522,8 @@ std::string TraceLine(double milliseconds, const TraceEvent& event, const Decode
     std::snprintf(time, sizeof time, "%10.3f", milliseconds);
     std::string hex = HexBytes(event.bytes.data(), event.bytes.size());
     if (hideSecrets) {
-        const SecretSpan secret = SecretBytes(event.direction, event.bytes.data(), event.bytes.size());
+        const SecretSpan secret =
+            SecretBytes(event.direction, event.bytes.data(), event.bytes.size());
         for (size_t i = secret.first; i < secret.end; ++i)
             hex.replace(i * 3, 2, "**");
     }

@@ -19,9 +19,9 @@ TConnCheckForm::TConnCheckForm(QWidget* parent, int port, const QString& device)
     : QDialog(parent), device(device.toStdString()) {
     setObjectName("TConnCheckForm");
     setWindowTitle("Connection check");
-    deviceLine = NewLabel(this, "deviceLine",
-                          QString("COM%1 is %2").arg(port).arg(device.isEmpty() ? "(no device)"
-                                                                               : device));
+    deviceLine =
+        NewLabel(this, "deviceLine",
+                 QString("COM%1 is %2").arg(port).arg(device.isEmpty() ? "(no device)" : device));
     MakeBold(deviceLine);
     summary = NewLabel(this, "summary", QString());
     checkList = new QTreeWidget(this);
@@ -91,7 +91,8 @@ void TConnCheckForm::Show(const std::vector<cli::CheckResult>& checks) {
                                                                   : QStyle::SP_MessageBoxCritical;
         row->setIcon(0, style()->standardIcon(icon));
         for (const std::string& line : check.remedy)
-            new QTreeWidgetItem(checkList, {QString(), "   " + QString::fromLocal8Bit(line.c_str())});
+            new QTreeWidgetItem(checkList,
+                                {QString(), "   " + QString::fromLocal8Bit(line.c_str())});
     }
     checkList->resizeColumnToContents(0);
     summary->setText(cli::ModuleAnswered(checks)

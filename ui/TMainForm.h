@@ -133,7 +133,7 @@ class TMainForm : public QMainWindow {
     QAction* menuVerifyAfterWriting = nullptr; // "&Verify after writing", off at every start
     QAction* menuHelpShowHelp = nullptr;
     QAction* menuHelpWebsite = nullptr;
-    QAction* menuHelpTrace = nullptr; // "Protocol trace...": the frames exchanged, live
+    QAction* menuHelpTrace = nullptr;           // "Protocol trace...": the frames exchanged, live
     QAction* menuHelpConnectionCheck = nullptr; // "Connection check...": btconf-cli doctor's checks
     QAction* menuHelpSupportReport = nullptr;   // "Save support report..."
     QAction* menuHelpAbout = nullptr;

@@ -139,8 +139,8 @@ void TMainForm::menuHelpSupportReportClick() {
                                            StartFolder() + "/btconf-support-report.txt",
                                            "Text files (*.txt);;All files (*)");
     if (name.isEmpty()) return;
-    const bool hide = Desktop::AskYesNo(this, QString::fromLatin1(kHideQuestion)) ==
-                      Desktop::Answer::Yes;
+    const bool hide =
+        Desktop::AskYesNo(this, QString::fromLatin1(kHideQuestion)) == Desktop::Answer::Yes;
     SaveSupportReport(name, !hide);
 }
 

@@ -168,10 +168,11 @@ TEST(Doctor, SupportReportHidesThePinCode) {
         EXPECT_EQ(Cli(args).status, c.status);
         const std::string report = Slurp(path);
         std::size_t at = 0;
-        for (const std::string& heading : Lines{"by btconf-cli ", "\n== Operating system ==\n",
-              "\n== Connection check: " + module.device + " ==\n  OK        exists",
-              "\n== Module ==\n", "\n== Settings, as the configuration file has them ==\n",
-              "\n== Protocol trace of the read ==\n"}) {
+        for (const std::string& heading :
+             Lines{"by btconf-cli ", "\n== Operating system ==\n",
+                   "\n== Connection check: " + module.device + " ==\n  OK        exists",
+                   "\n== Module ==\n", "\n== Settings, as the configuration file has them ==\n",
+                   "\n== Protocol trace of the read ==\n"}) {
             at = report.find(heading, at);
             ASSERT_NE(at, std::string::npos) << heading << "\n" << report;
         }

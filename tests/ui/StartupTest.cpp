@@ -121,8 +121,8 @@ class StartupTest : public QObject {
             {"module ends", [&] { rig.sim.Stop(); }, "COM1: " + link + " | Port gone"},
             {"module back",
              [&] {
-                 back = std::make_unique<SimServer>(std::vector<std::string>{"--link",
-                                                                             link.toStdString()});
+                 back = std::make_unique<SimServer>(
+                     std::vector<std::string>{"--link", link.toStdString()});
                  QVERIFY(back->Start());
              },
              "COM1: " + link + " -> %1 | Port back, opened again"},
@@ -138,11 +138,11 @@ class StartupTest : public QObject {
             QTRY_COMPARE_WITH_TIMEOUT(rig.form->StatusText(), status, 3000);
             if (back) QCOMPARE(back->TraceLines().empty(), QString(step.name) == "module back");
         }
-        QCOMPARE(checked, QStringList({"OK | exists: " + link + " -> " +
-                                           QFileInfo(link).canonicalFilePath(),
-                                       "OK | can be opened", "OK | no other program holds it",
-                                       "OK | nothing on the system is known to take it away",
-                                       "OK | " + answers}));
+        QCOMPARE(checked,
+                 QStringList({"OK | exists: " + link + " -> " + QFileInfo(link).canonicalFilePath(),
+                              "OK | can be opened", "OK | no other program holds it",
+                              "OK | nothing on the system is known to take it away",
+                              "OK | " + answers}));
     }
 };
 
