@@ -66,7 +66,8 @@ bool TMainForm::ConnectModule() {
             const bool permission = serPort.PermissionDenied();
             serPort.Close();
             statusModule->clear();
-            ShowPortStatus("Does not open: " + reason);
+            ShowPortStatus(reason.isEmpty() ? QString("Does not open")
+                                            : "Does not open: " + reason);
             TComOpenError openError(this);
             openError.ShowReason(n, device, reason, permission);
             openError.tag = 0;

@@ -135,7 +135,7 @@ class StartupTest : public QObject {
             RowName row(step.name);
             step.act();
             const QString status = QString(step.status).arg(QFileInfo(link).canonicalFilePath());
-            QTRY_COMPARE_WITH_TIMEOUT(rig.form->StatusText(), status, 3000);
+            QTRY_COMPARE_WITH_TIMEOUT(rig.form->StatusText(), status, 5000);
             if (back) QCOMPARE(back->TraceLines().empty(), QString(step.name) == "module back");
         }
         QCOMPARE(checked,
