@@ -9,6 +9,7 @@
 #include "Json.h"
 #include "Operations.h"
 #include "Program.h"
+#include "SupportReport.h"
 #include "Trace.h"
 
 #include <CLI/CLI.hpp>
@@ -62,6 +63,7 @@ struct Given {
     std::vector<std::string> devices, only;
     bool json = false;
     UnitOptions units;
+    bool showSecrets = false;
     ProgramOptions program;
 };
 
@@ -89,6 +91,10 @@ struct Parser {
         Add("check")->add_option("FILE", g.file)->required();
         Add("ports")->add_option("DEVICE", g.devices);
         Add("doctor")->add_option("DEVICE", g.devices);
+        auto* report = Add("report");
+        report->add_option("DEVICE", g.device)->required();
+        report->add_option("-o,--output", g.output)->required()->check(Check(NotEmpty));
+        report->add_flag("--show-secrets", g.showSecrets);
         Add("help");
 
         auto* search = Add("search");
@@ -154,6 +160,7 @@ int Dispatch(const std::string& name, const Given& g, Console& console) {
     if (name == "check") return CheckCommand(g.file, console);
     if (name == "ports") return PortsCommand(g.devices, console);
     if (name == "doctor") return DoctorCommand(g.devices, console);
+    if (name == "report") return ReportCommand(g.device, g.output, g.showSecrets, console);
     if (name == "program") return ProgramCommand(g.program, console);
     if (name == "diff") return DiffCommand(g.file, g.second, console);
     const bool search = name == "search";

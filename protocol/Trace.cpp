@@ -42,6 +42,7 @@ enum class Type {
     Signed,   // 16 bits, signed
     Address,  // a 6-byte device address
     Text,     // the rest of the frame, as text (to the first zero)
+    Secret,   // the rest of the frame, a PIN code or passkey (text)
     Long,     // 4 bytes, high first
     Class,    // 4 bytes, the low 24 bits are the Class of Device
     Identity, // the 12 bytes of the module's identity
@@ -108,8 +109,8 @@ const std::vector<Operation>& Operations() {
           {T::Byte, "authentication required"},
           {T::Byte, "passkey used"}},
          {}},
-        {0x68, "GetPasskey", {}, {{T::Text, "passkey"}}},
-        {0x69, "SetPasskey", {{T::Text, "passkey"}}, {}},
+        {0x68, "GetPasskey", {}, {{T::Secret, "passkey"}}},
+        {0x69, "SetPasskey", {{T::Secret, "passkey"}}, {}},
         {0xC0, "GetPerformanceMode", {}, {{T::Byte, "mode", &kPerformance}}},
         {0xC1, "SetPerformanceMode", {{T::Byte, "mode", &kPerformance}}, {}},
         {0xC2, "GetLinkTimeout", {}, {{T::Word, "link timeout"}}},
@@ -177,7 +178,8 @@ std::string Hex(unsigned long value, int digits) {
 // Reads fields out of bytes[at, end) and puts their words in `out`.
 class Reader {
   public:
-    Reader(const uint8_t* bytes, size_t at, size_t end) : bytes(bytes), at(at), end(end) {}
+    Reader(const uint8_t* bytes, size_t at, size_t end, bool hideSecrets = false)
+        : bytes(bytes), at(at), end(end), hideSecrets(hideSecrets) {}
 
     size_t Left() const { return at < end ? end - at : 0; }
 
@@ -220,8 +222,15 @@ class Reader {
 
     // Up to `limit` bytes as a text, to the first zero; bytes that are not
     // printable are shown as \xNN.
-    void Text(const char* name, size_t limit) {
+    void Text(const char* name, size_t limit, bool secret = false) {
         const size_t count = Left() < limit ? Left() : limit;
+        if (secret && hideSecrets) {
+            const size_t length = CharactersOf(bytes + at, count);
+            Add(std::string(name) + " (hidden, " + Number(long(length)) +
+                (length == 1 ? " character)" : " characters)"));
+            at += count;
+            return;
+        }
         std::string text;
         size_t i = 0;
         for (; i < count && bytes[at + i] != 0; ++i) {
@@ -263,7 +272,8 @@ class Reader {
             Address(field.name);
             return;
         case Type::Text:
-            Text(field.name, Left());
+        case Type::Secret:
+            Text(field.name, Left(), field.type == Type::Secret);
             return;
         case Type::Raw:
             if (Left() > 0) Add(std::string(field.name) + " " + HexBytes(bytes + at, Left()));
@@ -306,6 +316,7 @@ class Reader {
     const uint8_t* bytes;
     size_t at;
     size_t end;
+    bool hideSecrets;
 };
 
 std::string StatusWords(unsigned status) {
@@ -362,6 +373,13 @@ std::string DecodedFrame::Words() const {
     return words;
 }
 
+size_t CharactersOf(const uint8_t* bytes, size_t size) {
+    size_t count = 0;
+    while (count < size && bytes[count] != 0)
+        ++count;
+    return count;
+}
+
 std::string HexBytes(const uint8_t* bytes, size_t size) {
     static const char kDigits[] = "0123456789abcdef";
     std::string text;
@@ -374,7 +392,23 @@ std::string HexBytes(const uint8_t* bytes, size_t size) {
     return text;
 }
 
-DecodedFrame DecodeFrame(Direction direction, const uint8_t* bytes, size_t size, int lastSent) {
+SecretSpan SecretBytes(Direction direction, const uint8_t* bytes, size_t size) {
+    if (bytes == nullptr || size < 2) return {};
+    const size_t end = FrameEnd(bytes, size);
+    size_t first = end;
+    if (direction == Direction::Receive) {
+        // The PIN code the module answers with; a refusal carries none.
+        if (bytes[0] == 0x68 && end >= 3 && bytes[2] == 1) first = 3;
+    } else if (bytes[0] == 0x69 || bytes[0] == 0x63) {
+        first = 2;
+    } else if (bytes[0] == 0x64) {
+        first = 8; // after the remote device's address
+    }
+    return first < end ? SecretSpan{first, end} : SecretSpan{};
+}
+
+DecodedFrame DecodeFrame(Direction direction, const uint8_t* bytes, size_t size, int lastSent,
+                         bool hideSecrets) {
     DecodedFrame d;
     if (bytes == nullptr || size == 0) {
         d.operation = "empty frame";
@@ -398,7 +432,7 @@ DecodedFrame DecodeFrame(Direction direction, const uint8_t* bytes, size_t size,
         DecodeInquiryEvent(bytes, size, d);
         return d;
     }
-    Reader r(bytes, send ? 2 : 3, end);
+    Reader r(bytes, send ? 2 : 3, end, hideSecrets);
     const auto finish = [&] {
         r.Rest();
         d.fields = r.out;
@@ -423,7 +457,7 @@ DecodedFrame DecodeFrame(Direction direction, const uint8_t* bytes, size_t size,
         d.operation = "StartPairing";
         if (send) {
             r.Add("remote initiates");
-            r.Text("passkey", r.Left());
+            r.Text("passkey", r.Left(), true);
         }
         return finish();
     case 0x64:
@@ -431,7 +465,7 @@ DecodedFrame DecodeFrame(Direction direction, const uint8_t* bytes, size_t size,
         if (send) {
             r.Add("local initiates");
             r.Address("address");
-            r.Text("passkey", r.Left());
+            r.Text("passkey", r.Left(), true);
         }
         return finish();
     case 0x65:
@@ -464,7 +498,7 @@ DecodedFrame DecodeFrame(Direction direction, const uint8_t* bytes, size_t size,
     return finish();
 }
 
-DecodedFrame DecodeEvent(const TraceEvent& event, int lastSent) {
+DecodedFrame DecodeEvent(const TraceEvent& event, int lastSent, bool hideSecrets) {
     const uint8_t* bytes = event.bytes.data();
     const size_t size = event.bytes.size();
     if (event.kind == TraceEvent::Kind::Dropped) {
@@ -473,7 +507,7 @@ DecodedFrame DecodeEvent(const TraceEvent& event, int lastSent) {
         d.fields = Number(long(size)) + (size == 1 ? " byte" : " bytes");
         return d;
     }
-    DecodedFrame d = DecodeFrame(event.direction, bytes, size, lastSent);
+    DecodedFrame d = DecodeFrame(event.direction, bytes, size, lastSent, hideSecrets);
     std::string marks;
     if (event.kind == TraceEvent::Kind::Partial) marks += "partial frame";
     if (event.queued) marks += std::string(marks.empty() ? "" : ", ") + "queued event";
@@ -482,11 +516,19 @@ DecodedFrame DecodeEvent(const TraceEvent& event, int lastSent) {
     return d;
 }
 
-std::string TraceLine(double milliseconds, const TraceEvent& event, const DecodedFrame& words) {
+std::string TraceLine(double milliseconds, const TraceEvent& event, const DecodedFrame& words,
+                      bool hideSecrets) {
     char time[32];
     std::snprintf(time, sizeof time, "%10.3f", milliseconds);
-    return std::string(time) + (event.direction == Direction::Send ? " send " : " recv ") +
-           HexBytes(event.bytes.data(), event.bytes.size()) + " | " + words.Words();
+    std::string hex = HexBytes(event.bytes.data(), event.bytes.size());
+    if (hideSecrets) {
+        const SecretSpan secret =
+            SecretBytes(event.direction, event.bytes.data(), event.bytes.size());
+        for (size_t i = secret.first; i < secret.end; ++i)
+            hex.replace(i * 3, 2, "**");
+    }
+    return std::string(time) + (event.direction == Direction::Send ? " send " : " recv ") + hex +
+           " | " + words.Words();
 }
 
 TraceWriter::TraceWriter(std::FILE* file) : file(file), start(std::chrono::steady_clock::now()) {}

@@ -53,17 +53,29 @@ struct DecodedFrame {
 
 // The words of one frame. `lastSent` is the opcode of the command sent before a
 // received frame (-1 when not known); it tells the close notification's answer
-// 0x42 from the local address's. Reads only bytes[0, size).
+// 0x42 from the local address's. Reads only bytes[0, size). With hideSecrets a
+// PIN code or passkey shows as "passkey (hidden, 4 characters)".
 DecodedFrame DecodeFrame(TraceEvent::Direction direction, const uint8_t* bytes, size_t size,
-                         int lastSent = -1);
+                         int lastSent = -1, bool hideSecrets = false);
 // The words of an event, with its marks ("queued event", "from kept bytes",
 // "partial frame", "dropped bytes").
-DecodedFrame DecodeEvent(const TraceEvent& event, int lastSent = -1);
+DecodedFrame DecodeEvent(const TraceEvent& event, int lastSent = -1, bool hideSecrets = false);
+
+// The bytes of a frame that carry a PIN code or passkey: [first, end), empty
+// when it carries none (also for the start of a frame that did not complete).
+struct SecretSpan {
+    size_t first = 0, end = 0;
+};
+SecretSpan SecretBytes(TraceEvent::Direction direction, const uint8_t* bytes, size_t size);
+// The characters of a PIN code or passkey of `size` bytes: up to its first zero.
+size_t CharactersOf(const uint8_t* bytes, size_t size);
 
 // "14 06 01 07"
 std::string HexBytes(const uint8_t* bytes, size_t size);
-// One trace line without its line end.
-std::string TraceLine(double milliseconds, const TraceEvent& event, const DecodedFrame& words);
+// One trace line without its line end. With hideSecrets the bytes of a PIN
+// code or passkey show as "**".
+std::string TraceLine(double milliseconds, const TraceEvent& event, const DecodedFrame& words,
+                      bool hideSecrets = false);
 
 // Writes every event as a trace line to a file, flushed at once, so that a
 // crash loses nothing. Time counts from the writer's construction. Safe to call

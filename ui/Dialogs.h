@@ -105,7 +105,8 @@ class TSerChooseForm : public QDialog {
     QPushButton* Button2 = nullptr; // Cancel
 };
 
-// Port could not be opened: Retry tag 0, Exit tag -1.
+// Port could not be opened: Retry tag 0, Exit tag -1. Both error dialogs also
+// offer the connection check of the port's device.
 class TComOpenError : public QDialog {
     Q_OBJECT
   public:
@@ -114,10 +115,12 @@ class TComOpenError : public QDialog {
     // when the person may not use serial devices, what to do about it.
     void ShowReason(int port, const QString& device, const QString& reason, bool permission);
     int tag = 0;
+    int port = 0; // the port that did not open
     QLabel* reasonLine = nullptr;
     QLabel* adviceLine = nullptr;
     QPushButton* RetryButton = nullptr;
     QPushButton* ExitButton = nullptr;
+    QPushButton* checkButton = nullptr; // "Connection check...": why it does not open
 };
 
 // Module did not answer: Retry tag 1, Exit tag 0.
@@ -126,6 +129,8 @@ class TConnectErrorForm : public QDialog {
   public:
     explicit TConnectErrorForm(QWidget* parent = nullptr);
     int tag = 0;
+    int port = 0; // the port on which no module answered
     QPushButton* RetryButton = nullptr;
     QPushButton* ExitButton = nullptr;
+    QPushButton* checkButton = nullptr; // "Connection check...": why no module answers
 };

@@ -3,6 +3,7 @@
 // module-not-found error.
 #include "Dialogs.h"
 
+#include "ConnCheckForm.h"
 #include "Desktop.h"
 #include "DialogParts.h"
 #include "mSerial.h"
@@ -187,9 +188,12 @@ QString TSerChooseForm::ItemText(int n) {
 // The two start-up error dialogs: an icon, a bold first line and its explanation,
 // and Retry and Exit, each closing the dialog with its own tag. Closed any other
 // way, the dialog answers as Exit, the answer that tries nothing further.
+// "Connection check..." beside them runs btconf-cli doctor's checks on the
+// port's device, which is closed while the dialog is up.
 static QVBoxLayout* BuildRetryExit(QDialog* dialog, QStyle::StandardPixmap iconKind,
                                    const QStringList& lines, int& tag, int retryTag, int exitTag,
-                                   QPushButton*& retry, QPushButton*& exit) {
+                                   QPushButton*& retry, QPushButton*& exit, QPushButton*& check,
+                                   const int& port) {
     auto* icon = NewLabel(dialog, "Image1", QString());
     const int iconSize =
         dialog->style()->pixelMetric(QStyle::PM_MessageBoxIconSize, nullptr, dialog);
@@ -208,12 +212,15 @@ static QVBoxLayout* BuildRetryExit(QDialog* dialog, QStyle::StandardPixmap iconK
     retry->setDefault(true);
     exit = NewButton(dialog, "ExitButton", "Exit");
     exit->setAutoDefault(false);
+    check = NewButton(dialog, "checkButton", "Connection check...");
+    check->setAutoDefault(false);
 
     auto* top = new QHBoxLayout;
     top->addWidget(icon, 0, Qt::AlignTop);
     top->addSpacing(8);
     top->addLayout(texts);
     auto* buttons = new QHBoxLayout;
+    buttons->addWidget(check);
     buttons->addStretch(1);
     buttons->addWidget(retry);
     buttons->addWidget(exit);
@@ -231,6 +238,10 @@ static QVBoxLayout* BuildRetryExit(QDialog* dialog, QStyle::StandardPixmap iconK
         dialog->reject();
     });
     QObject::connect(dialog, &QDialog::rejected, dialog, [&tag, exitTag] { tag = exitTag; });
+    QObject::connect(check, &QPushButton::clicked, dialog, [dialog, &port] {
+        TConnCheckForm form(dialog, port, QString::fromStdString(PortTable::DeviceOf(port)));
+        form.exec();
+    });
     return texts;
 }
 
@@ -242,7 +253,7 @@ TComOpenError::TComOpenError(QWidget* parent) : QDialog(parent) {
                        {"COM port could not be opened!",
                         "Opening the selected COM port failed. Make sure that the",
                         "selected COM port exists and that no other program is using", "it. "},
-                       tag, 0, -1, RetryButton, ExitButton);
+                       tag, 0, -1, RetryButton, ExitButton, checkButton, port);
     reasonLine = NewLabel(this, "reasonLine", QString());
     MakeBold(reasonLine);
     adviceLine = NewLabel(this, "adviceLine", QString());
@@ -255,6 +266,7 @@ TComOpenError::TComOpenError(QWidget* parent) : QDialog(parent) {
 
 void TComOpenError::ShowReason(int port, const QString& device, const QString& reason,
                                bool permission) {
+    this->port = port;
     const QString name = QString("COM%1").arg(port);
     QString line;
     if (device.isEmpty())
@@ -285,5 +297,5 @@ TConnectErrorForm::TConnectErrorForm(QWidget* parent) : QDialog(parent) {
                     "and that your Norvane Bluetooth unit is correctly powered.",
                     "Also note that it is not possible to configure your unit while it",
                     "has an established Bluetooth connection."},
-                   tag, 1, 0, RetryButton, ExitButton);
+                   tag, 1, 0, RetryButton, ExitButton, checkButton, port);
 }

@@ -35,6 +35,7 @@
 #include <QFileDialog>
 #include <QFileInfo>
 #include <QHBoxLayout>
+#include <QLabel>
 #include <QMenu>
 #include <QMenuBar>
 #include <QPointer>
@@ -140,6 +141,7 @@ TMainForm::TMainForm(QWidget* parent) : QMainWindow(parent) {
     BuildMenus();
     BuildPages();
     BuildKeys();
+    BuildStatusBar();
     // Every window of the program gets its access keys when first shown.
     static AccessKeys::Watcher* watcher = nullptr;
     if (watcher == nullptr) {
@@ -196,6 +198,8 @@ void TMainForm::BuildMenus() {
     menuHelpShowHelp = help->addAction(QStringLiteral("&Show help"));
     menuHelpWebsite = help->addAction(QStringLiteral("&Norvane website"));
     menuHelpTrace = help->addAction(QStringLiteral("&Protocol trace..."));
+    menuHelpConnectionCheck = help->addAction(QStringLiteral("&Connection check..."));
+    menuHelpSupportReport = help->addAction(QStringLiteral("Save support &report..."));
     help->addSeparator();
     menuHelpAbout = help->addAction(QStringLiteral("&About..."));
 
@@ -212,6 +216,8 @@ void TMainForm::BuildMenus() {
     menuHelpWebsite->setObjectName(QStringLiteral("menuHelpWebsite"));
     menuHelpAbout->setObjectName(QStringLiteral("menuHelpAbout"));
     menuHelpTrace->setObjectName(QStringLiteral("menuHelpTrace"));
+    menuHelpConnectionCheck->setObjectName(QStringLiteral("menuHelpConnectionCheck"));
+    menuHelpSupportReport->setObjectName(QStringLiteral("menuHelpSupportReport"));
 
     connect(menuLoadSettings, &QAction::triggered, this, &TMainForm::menuLoadSettingsClick);
     connect(menuSaveSettings, &QAction::triggered, this, &TMainForm::menuSaveSettingsClick);
@@ -227,6 +233,10 @@ void TMainForm::BuildMenus() {
     connect(menuHelpWebsite, &QAction::triggered, this, &TMainForm::menuHelpWebsiteClick);
     connect(menuHelpAbout, &QAction::triggered, this, &TMainForm::menuHelpAboutClick);
     connect(menuHelpTrace, &QAction::triggered, this, &TMainForm::menuHelpTraceClick);
+    connect(menuHelpConnectionCheck, &QAction::triggered, this,
+            &TMainForm::menuHelpConnectionCheckClick);
+    connect(menuHelpSupportReport, &QAction::triggered, this,
+            &TMainForm::menuHelpSupportReportClick);
 }
 
 // One page handler per settings group, in the groups' order; each takes its
@@ -300,6 +310,8 @@ void TMainForm::SetAdvancedShown(bool shown) {
 }
 
 void TMainForm::GeneralRead() {
+    statusModule->setText(QString::fromLatin1(settings.general.productId.c_str()) + ", software " +
+                          QString::fromLatin1(settings.general.softwareVersion.c_str()));
     const bool advanced = settings.general.firmware3 != 0;
     menuShowAdvanced->setEnabled(advanced);
     // A module without the advanced groups has no advanced pages to show.

@@ -34,6 +34,7 @@ class SopSetHandler;
 class SettingsPage;
 class TComOpenError;
 class TCompareForm;
+class TConnCheckForm;
 class TConnectErrorForm;
 class TErrorForm;
 class TProgForm;
@@ -42,6 +43,7 @@ class TraceForm;
 struct Failure;
 class QAction;
 class QCloseEvent;
+class QLabel;
 class QPaintEvent;
 class QPushButton;
 class QShowEvent;
@@ -68,6 +70,8 @@ class TMainForm : public QMainWindow {
         std::function<void(int status)> quit;
         // Runs the table of differences (compare with a file, verify after writing).
         std::function<void(TCompareForm&)> compare;
+        // Runs the connection check dialog (made with its check under way).
+        std::function<void(TConnCheckForm&)> connectionCheck;
     };
     Seams seams;
 
@@ -129,11 +133,25 @@ class TMainForm : public QMainWindow {
     QAction* menuVerifyAfterWriting = nullptr; // "&Verify after writing", off at every start
     QAction* menuHelpShowHelp = nullptr;
     QAction* menuHelpWebsite = nullptr;
-    QAction* menuHelpTrace = nullptr; // "Protocol trace...": the frames exchanged, live
+    QAction* menuHelpTrace = nullptr;           // "Protocol trace...": the frames exchanged, live
+    QAction* menuHelpConnectionCheck = nullptr; // "Connection check...": btconf-cli doctor's checks
+    QAction* menuHelpSupportReport = nullptr;   // "Save support report..."
     QAction* menuHelpAbout = nullptr;
 
     // The protocol trace window; made when first opened, then shown and hidden.
     TraceForm* traceForm = nullptr;
+
+    // The status bar: the port and its device, whether the device is there,
+    // and the module read last (product and software version).
+    QLabel* statusPort = nullptr;
+    QLabel* statusConnection = nullptr;
+    QLabel* statusModule = nullptr;
+    // Once a second, while nothing else uses the port: has its device gone, or
+    // come back? Looks at the device node only; never talks to the module.
+    QTimer* portWatch = nullptr;
+    static constexpr int kPortWatchMs = 1000;
+    // The status bar's visible texts, joined by " | ".
+    QString StatusText() const;
 
     bool advancedShown = false;
     bool noModule = false;
@@ -170,6 +188,11 @@ class TMainForm : public QMainWindow {
     // Opens the protocol trace window (not modal); it lists the frames from then on.
     void menuHelpTraceClick();
     void menuHelpAboutClick();
+    // Runs btconf-cli doctor's checks on the chosen port and shows them.
+    void menuHelpConnectionCheckClick();
+    // Saves a support report of the module on the chosen port (a file name asked).
+    void menuHelpSupportReportClick();
+    bool SaveSupportReport(const QString& fileName, bool showSecrets);
     void HelpKeyPress();
 
   protected:
@@ -181,6 +204,13 @@ class TMainForm : public QMainWindow {
     void BuildMenus();
     void BuildPages();
     void BuildKeys();
+    void BuildStatusBar();
+    // The port's line of the status bar, with what is known of its connection.
+    void ShowPortStatus(const QString& connection);
+    void WatchPort();
+    // Runs `work` with the window's port closed (so that it can be opened
+    // there), and opens the port again afterwards when it was open before.
+    void WithPortClosed(const std::function<void()>& work);
     // Shows the next (1) or previous (-1) page that is shown, round the end.
     void SwitchPage(int step);
     // The enabled field of `page` that a refused value names, if it has one.
@@ -222,6 +252,7 @@ class TMainForm : public QMainWindow {
     std::unique_ptr<TSerChooseForm> serChooseForm; // keeps its selection across retries
     bool shownOnce = false;
     bool startupDone = false; // the start-up connection has ended with a module
+    bool portGone = false;    // the open port's device went away; opened again when it is back
     bool busy = false;
     // The folder of the configuration file saved or loaded last; the file
     // dialogs open there.

@@ -9,6 +9,7 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QCoreApplication>
+#include <QLabel>
 #include <QPushButton>
 #include <QTimer>
 
@@ -64,6 +65,9 @@ bool TMainForm::ConnectModule() {
             const QString reason = QString::fromLocal8Bit(serPort.GetSystemErrorText().c_str());
             const bool permission = serPort.PermissionDenied();
             serPort.Close();
+            statusModule->clear();
+            ShowPortStatus(reason.isEmpty() ? QString("Does not open")
+                                            : "Does not open: " + reason);
             TComOpenError openError(this);
             openError.ShowReason(n, device, reason, permission);
             openError.tag = 0;
@@ -71,11 +75,18 @@ bool TMainForm::ConnectModule() {
             if (openError.tag >= 0) continue;
             return false;
         }
-        if (comm->CheckConnection() == 1) return true;
+        statusModule->clear();
+        if (comm->CheckConnection() == 1) {
+            portGone = false;
+            ShowPortStatus("Connected");
+            return true;
+        }
 
         serPort.Close();
+        ShowPortStatus("No module answers");
         TConnectErrorForm connectError(this);
         connectError.tag = 0;
+        connectError.port = serPort.port;
         RunConnectError(connectError);
         if (connectError.tag != 0) continue;
         return false;

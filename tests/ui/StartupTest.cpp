@@ -2,10 +2,15 @@
 // The start-up connection: the port chooser, the two error dialogs with what
 // they say and their retries, the port settings, and the end of the program
 // when the person gives up.
+#include "ConnCheckForm.h"
 #include "WindowRig.h"
 #include "mSerial.h"
 
+#include <QAction>
 #include <QEventLoop>
+#include <QFileInfo>
+#include <QPushButton>
+#include <QTemporaryDir>
 #include <QTest>
 
 namespace {
@@ -88,6 +93,56 @@ class StartupTest : public QObject {
         QCOMPARE(port.handshake, mHandHardware);
         QCOMPARE(port.baudrate, mBaud38400);
         QVERIFY(port.databits == mData8 && port.parity == mParNone && port.stopbits == mStop1);
+    }
+
+    // While the window is idle, the status bar follows the port: the module's
+    // product after a read, "Port gone" when the module's line ends, and the
+    // same device opened again (nothing sent) when it is back. The connection
+    // check, run with the port lent to it, shows a module that answers.
+    void statusBarFollowsThePort() {
+        QTemporaryDir dir;
+        const QString link = dir.filePath("adapter");
+        WindowRig rig({"--link", link.toStdString()});
+        QVERIFY(rig.StartAndRead());
+        std::unique_ptr<SimServer> back;
+        QStringList checked;
+        rig.form->seams.connectionCheck = [&checked](TConnCheckForm& form) {
+            QTRY_VERIFY(form.Done());
+            checked = form.Lines();
+        };
+        const QString answers = "a module answers: NVM-220, software 3.02, Bluetooth address 02 "
+                                "4e 56 4d 00 03";
+        const struct {
+            const char* name;
+            std::function<void()> act;
+            QString status; // %1 the device the link points to
+        } steps[] = {
+            {"read", [] {}, "COM1: " + link + " -> %1 | Connected | NVM-220, software 3.02"},
+            {"module ends", [&] { rig.sim.Stop(); }, "COM1: " + link + " | Port gone"},
+            {"module back",
+             [&] {
+                 back = std::make_unique<SimServer>(
+                     std::vector<std::string>{"--link", link.toStdString()});
+                 QVERIFY(back->Start());
+             },
+             "COM1: " + link + " -> %1 | Port back, opened again"},
+            {"connection check", [&] { rig.form->menuHelpConnectionCheck->trigger(); },
+             "COM1: " + link + " -> %1 | Port back, opened again"},
+            {"read again", [&] { rig.form->readConfig->click(); },
+             "COM1: " + link + " -> %1 | Port back, opened again | NVM-220, software 3.02"},
+        };
+        for (const auto& step : steps) {
+            RowName row(step.name);
+            step.act();
+            const QString status = QString(step.status).arg(QFileInfo(link).canonicalFilePath());
+            QTRY_COMPARE_WITH_TIMEOUT(rig.form->StatusText(), status, 5000);
+            if (back) QCOMPARE(back->TraceLines().empty(), QString(step.name) == "module back");
+        }
+        QCOMPARE(checked,
+                 QStringList({"OK | exists: " + link + " -> " + QFileInfo(link).canonicalFilePath(),
+                              "OK | can be opened", "OK | no other program holds it",
+                              "OK | nothing on the system is known to take it away",
+                              "OK | " + answers}));
     }
 };
 

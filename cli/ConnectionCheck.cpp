@@ -1,9 +1,11 @@
 // SPDX-License-Identifier: Apache-2.0
-// btconf-cli doctor: why a module on a serial device answers or not. Each
+// Why a module on a serial device answers or not, and btconf-cli doctor. Each
 // device is checked in order (it exists, it opens, no other program holds
 // it, nothing on the system takes such devices away, a module answers the
-// probe) and the checks stop at the first that fails; every line says OK,
+// probe) and the checks stop at the first that fails; every check says OK,
 // WARNING or FAILED and, where a person can act, what to do.
+#include "ConnectionCheck.h"
+
 #include "CliCommon.h"
 #include "ModuleIdentity.h"
 #include "Trace.h"
@@ -29,18 +31,10 @@
 namespace cli {
 namespace {
 
-struct Check {
-    std::string verdict; // "OK", "WARNING" or "FAILED"
-    std::string what;
-    std::vector<std::string> remedy;
-};
-
-void Print(std::ostream& out, const Check& check) {
-    out << "  " << check.verdict << std::string(10 - check.verdict.size(), ' ') << check.what
-        << "\n";
-    for (const std::string& line : check.remedy)
-        out << "            " << line << "\n";
-}
+using Checks = std::vector<CheckResult>;
+using Verdict = CheckResult::Verdict;
+using Check = CheckResult;
+constexpr Verdict kOk = Verdict::Ok, kWarning = Verdict::Warning, kFailed = Verdict::Failed;
 
 #if !defined(_WIN32)
 // Where /proc and /lib/udev/rules.d are looked for: the system's own, or a
@@ -139,7 +133,7 @@ Check PermissionRefused(const std::string& device, const struct stat& st) {
     for (int i = 0; i < n; ++i)
         inSession = inSession || session[static_cast<size_t>(i)] == st.st_gid;
 
-    Check c{"FAILED", "cannot be opened: Permission denied", {}};
+    Check c{"access", kFailed, "cannot be opened: Permission denied", {}};
     if (!inDatabase) {
         c.remedy = {
             device + " belongs to the group \"" + groupName + "\", and " + user + " is not in it.",
@@ -159,50 +153,59 @@ Check PermissionRefused(const std::string& device, const struct stat& st) {
 }
 
 // The checks before the probe; false when one failed.
-bool SystemChecks(const std::string& device, std::ostream& out) {
+bool SystemChecks(const std::string& device, Checks& out) {
     struct stat st {};
     if (::stat(device.c_str(), &st) != 0) {
-        Print(out, {"FAILED",
-                    "does not exist: " + std::string(std::strerror(errno)),
-                    {"fix: plug the adapter in; btconf-cli ports lists the serial devices the "
-                     "system has"}});
+        out.push_back({"device",
+                       kFailed,
+                       "does not exist: " + std::string(std::strerror(errno)),
+                       {"fix: plug the adapter in; btconf-cli ports lists the serial devices the "
+                        "system has"}});
         return false;
     }
     char resolved[4096];
     const std::string real = ::realpath(device.c_str(), resolved) ? resolved : device;
-    Print(out, {"OK", real == device ? "exists" : "exists: " + device + " -> " + real, {}});
+    out.push_back(
+        {"device", kOk, real == device ? "exists" : "exists: " + device + " -> " + real, {}});
     if (!S_ISCHR(st.st_mode)) {
-        Print(out, {"FAILED", "is not a serial device", {}});
+        out.push_back({"device", kFailed, "is not a serial device", {}});
         return false;
     }
 
     const int fd = ::open(device.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC);
+    const int why = errno;
+    // A program that opened the device for itself alone (as this tool does)
+    // keeps everybody else out: then it is named.
+    const std::vector<std::string> holders = Holders(real);
+    const auto heldBy = [&holders, &out] {
+        std::string list;
+        for (const std::string& h : holders)
+            list += (list.empty() ? "" : ", ") + h;
+        out.push_back({"holders",
+                       kFailed,
+                       "another program holds it: " + list,
+                       {"fix: close that program, then try again"}});
+        return false;
+    };
     if (fd < 0) {
-        if (errno == EACCES || errno == EPERM)
-            Print(out, PermissionRefused(device, st));
+        if (why == EACCES || why == EPERM)
+            out.push_back(PermissionRefused(device, st));
+        else if (why == EBUSY && !holders.empty())
+            return heldBy();
         else
-            Print(out, {"FAILED", "cannot be opened: " + std::string(std::strerror(errno)), {}});
+            out.push_back(
+                {"access", kFailed, "cannot be opened: " + std::string(std::strerror(why)), {}});
         return false;
     }
     const bool tty = ::isatty(fd);
     ::close(fd);
     if (!tty) {
-        Print(out, {"FAILED", "is not a serial port", {}});
+        out.push_back({"access", kFailed, "is not a serial port", {}});
         return false;
     }
-    Print(out, {"OK", "can be opened", {}});
-
-    const std::vector<std::string> holders = Holders(real);
-    if (!holders.empty()) {
-        std::string list;
-        for (const std::string& h : holders)
-            list += (list.empty() ? "" : ", ") + h;
-        Print(out, {"FAILED",
-                    "another program holds it: " + list,
-                    {"fix: close that program, then try again"}});
-        return false;
-    }
-    Print(out, {"OK", "no other program holds it", {}});
+    out.push_back({"access", kOk, "can be opened", {}});
+    if (!holders.empty()) return heldBy();
+    out.push_back({"holders", kOk, "no other program holds it", {}});
 
     // brltty's udev rules claim common USB serial adapters for braille
     // displays; ModemManager probes a new ttyACM device as a modem.
@@ -213,33 +216,35 @@ bool SystemChecks(const std::string& device, std::ostream& out) {
     const bool usb = name.rfind("ttyUSB", 0) == 0 || name.rfind("ttyACM", 0) == 0;
     bool warned = false;
     if (usb && (AnyFile(Root() + "/lib/udev/rules.d/*brltty*.rules") || Running("brltty"))) {
-        Print(out, {"WARNING",
-                    std::string("brltty is ") + (Running("brltty") ? "running" : "installed") +
-                        "; it takes common USB serial adapters for braille displays",
-                    {"fix: sudo apt-get remove brltty (unless a braille display is used), then "
-                     "plug the adapter in again"}});
+        out.push_back({"system",
+                       kWarning,
+                       std::string("brltty is ") + (Running("brltty") ? "running" : "installed") +
+                           "; it takes common USB serial adapters for braille displays",
+                       {"fix: sudo apt-get remove brltty (unless a braille display is used), then "
+                        "plug the adapter in again"}});
         warned = true;
     }
     if (name.rfind("ttyACM", 0) == 0 && Running("ModemManager")) {
-        Print(out, {"WARNING",
-                    "ModemManager is running; it sends its own probes to ttyACM devices",
-                    {"fix: sudo systemctl stop ModemManager, or give the adapter the udev "
-                     "property ID_MM_DEVICE_IGNORE=1"}});
+        out.push_back({"system",
+                       kWarning,
+                       "ModemManager is running; it sends its own probes to ttyACM devices",
+                       {"fix: sudo systemctl stop ModemManager, or give the adapter the udev "
+                        "property ID_MM_DEVICE_IGNORE=1"}});
         warned = true;
     }
-    if (!warned) Print(out, {"OK", "nothing on the system is known to take it away", {}});
+    if (!warned)
+        out.push_back({"system", kOk, "nothing on the system is known to take it away", {}});
     return true;
 }
 #endif
 
 // The probe as the window opens the port; a module that answers gives its identity.
-bool Probe(const std::string& device, std::ostream& out) {
-    PortTable::Set({device});
+bool Probe(const std::string& device, Checks& out) {
     mSerial port;
     SetModuleLineSettings(port);
-    port.port = 1;
+    port.port = PortFor(device);
     if (port.Open() != 0) {
-        Print(out, {"FAILED", "cannot be opened: " + WhyNotOpened(device, port), {}});
+        out.push_back({"access", kFailed, "cannot be opened: " + WhyNotOpened(device, port), {}});
         return false;
     }
     DropStaleBytes(port);
@@ -252,17 +257,20 @@ bool Probe(const std::string& device, std::ostream& out) {
     };
     if (comm.CheckConnection() != 1) {
         if (heard.empty())
-            Print(out, {"FAILED",
-                        "nothing came back to the probe at 38400 bit/s, 8N1",
-                        {"fix: check that the module has power and is on this port; a module "
-                         "answers at 38400 bit/s unless its speed was changed"}});
+            out.push_back({"module",
+                           kFailed,
+                           "nothing came back to the probe at 38400 bit/s, 8N1",
+                           {"fix: check that the module has power and is on this port; a module "
+                            "answers at 38400 bit/s unless its speed was changed"}});
         else
-            Print(out, {"FAILED",
-                        std::to_string(heard.size()) + " bytes came back that are not an answer: " +
-                            HexBytes(heard.data(), std::min<size_t>(heard.size(), 16)) +
-                            (heard.size() > 16 ? " ..." : ""),
-                        {"this often means a different line speed, or a device that is not a "
-                         "module"}});
+            out.push_back({"module",
+                           kFailed,
+                           std::to_string(heard.size()) +
+                               " bytes came back that are not an answer: " +
+                               HexBytes(heard.data(), std::min<size_t>(heard.size(), 16)) +
+                               (heard.size() > 16 ? " ..." : ""),
+                           {"this often means a different line speed, or a device that is not a "
+                            "module"}});
         return false;
     }
     uint8_t info[12] = {}, address[6] = {};
@@ -273,11 +281,46 @@ bool Probe(const std::string& device, std::ostream& out) {
         if (comm.GetLocalAddress(address) == 0)
             what += ", Bluetooth address " + HexBytes(address, 6);
     }
-    Print(out, {"OK", what, {}});
+    out.push_back({"module", kOk, what, {}});
     return true;
 }
 
 } // namespace
+
+const char* VerdictWord(Verdict verdict) {
+    return verdict == kOk ? "OK" : verdict == kWarning ? "WARNING" : "FAILED";
+}
+
+int PortFor(const std::string& device) {
+    const std::vector<std::string>& table = PortTable::Get();
+    for (std::size_t i = 0; i < table.size(); ++i)
+        if (table[i] == device) return int(i) + 1;
+    PortTable::Set({device});
+    return 1;
+}
+
+std::vector<CheckResult> CheckDevice(const std::string& device) {
+    Checks checks;
+#if !defined(_WIN32)
+    if (SystemChecks(device, checks)) Probe(device, checks);
+#else
+    Probe(device, checks);
+#endif
+    return checks;
+}
+
+bool ModuleAnswered(const std::vector<CheckResult>& checks) {
+    return !checks.empty() && checks.back().name == "module" && checks.back().verdict == kOk;
+}
+
+void PrintChecks(std::ostream& out, const std::vector<CheckResult>& checks) {
+    for (const CheckResult& check : checks) {
+        const std::string word = VerdictWord(check.verdict);
+        out << "  " << word << std::string(10 - word.size(), ' ') << check.text << "\n";
+        for (const std::string& line : check.remedy)
+            out << "            " << line << "\n";
+    }
+}
 
 int DoctorCommand(const std::vector<std::string>& given, Console& console) {
     std::vector<std::string> devices = given;
@@ -291,12 +334,9 @@ int DoctorCommand(const std::vector<std::string>& given, Console& console) {
     bool allAnswered = true;
     for (const std::string& device : devices) {
         console.out << device << "\n";
-#if !defined(_WIN32)
-        const bool answered = SystemChecks(device, console.out) && Probe(device, console.out);
-#else
-        const bool answered = Probe(device, console.out);
-#endif
-        allAnswered = allAnswered && answered;
+        const Checks checks = CheckDevice(device);
+        PrintChecks(console.out, checks);
+        allAnswered = allAnswered && ModuleAnswered(checks);
         console.out << std::flush;
     }
     return allAnswered ? kSuccess : kNoModule;
