@@ -137,7 +137,9 @@ QString ChangeMarks::Caption(const SettingPlace& place) const {
         caption = button->text();
     else if (QLabel* label = LabelOf(named, place.page))
         caption = label->text();
-    caption = AccessKeys::Plain(caption).remove(QRegularExpression(QStringLiteral("\\s*:\\s*$")));
+    // Without the range or unit the label adds: "Max interval (1-65535):" is "Max interval".
+    caption = AccessKeys::Plain(caption).remove(
+        QRegularExpression(QStringLiteral("\\s*(\\([^)]*\\))?\\s*:?\\s*$")));
     return caption.isEmpty() ? Latin1(place.key) : caption;
 }
 

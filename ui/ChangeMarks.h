@@ -38,7 +38,7 @@ class ChangeMarks : public QObject {
     // Every setting of the file and where it is shown, in the file's order.
     const std::vector<SettingPlace>& Places() const { return places; }
     const SettingPlace* PlaceOf(const std::string& key) const;
-    // "Max interval (1-65535)" as its label reads, without access-key marks and
+    // "Max interval" as its label reads, without access-key marks, range and
     // colon; the key where nothing on the page names the setting.
     QString Caption(const SettingPlace& place) const;
 

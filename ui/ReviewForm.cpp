@@ -49,10 +49,12 @@ bool TMainForm::ReviewChanges() {
                   differences.empty()
                       ? QStringLiteral("The values shown are the module's, as read or written "
                                        "last.")
-                      : QString("%1 settings differ from the module's, as read or written last; "
-                                "select the rows to give back the module's value:")
+                      : QString("%1 settings differ from the module's, as read or written last. "
+                                "Undo gives the rows selected the module's value again:")
                             .arg(differences.size()));
-        undo->setEnabled(!form.SelectedKeys().empty());
+        // Nothing stays selected by its place: the next undo is chosen afresh.
+        form.table->clearSelection();
+        undo->setEnabled(false);
         undoAll->setEnabled(!differences.empty());
     };
     connect(form.table, &QTableWidget::itemSelectionChanged, &form,

@@ -35,6 +35,7 @@ SettingSearch::SettingSearch(ChangeMarks& marks, QTabWidget* tabs, QBoxLayout* r
     completer->setFilterMode(Qt::MatchContains);
     completer->setCompletionMode(QCompleter::PopupCompletion);
     completer->setMaxVisibleItems(12);
+    completer->popup()->setMinimumWidth(480); // whole entries, page names included
     field->setCompleter(completer);
     field->installEventFilter(this);
     connect(completer, qOverload<const QString&>(&QCompleter::activated), this,
