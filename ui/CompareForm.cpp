@@ -65,6 +65,9 @@ void TCompareForm::Show(const std::vector<SettingDifference>& differences, const
         }
     }
     table->resizeColumnsToContents();
+    // Filled again while shown: the last column takes the width left once more.
+    table->horizontalHeader()->setStretchLastSection(false);
+    table->horizontalHeader()->setStretchLastSection(true);
     table->setVisible(!differences.empty());
 }
 

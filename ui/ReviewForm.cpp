@@ -62,6 +62,8 @@ bool TMainForm::ReviewChanges() {
     connect(undo, &QPushButton::clicked, &form, [&] {
         changeMarks->Undo(form.SelectedKeys());
         fill();
+        // The button is off now; the focus goes back to the rows, not on to "Undo all".
+        form.table->setFocus(Qt::OtherFocusReason);
     });
     connect(undoAll, &QPushButton::clicked, &form, [&] {
         std::vector<std::string> keys;
