@@ -41,10 +41,8 @@ QString Marks(const TMainForm& f) {
 QStringList Rows(const TCompareForm& form) {
     QStringList rows;
     for (int row = 0; row < form.table->rowCount(); ++row)
-        rows << DifferenceRow({form.table->item(row, 0)->text().toStdString(),
-                               form.table->item(row, 1)->text().toStdString(),
-                               form.table->item(row, 2)->text().toStdString(), true, true})
-                    .join(" | ");
+        rows << form.table->item(row, 0)->text() + " | " + form.table->item(row, 1)->text() +
+                    " | " + form.table->item(row, 2)->text();
     return rows;
 }
 
