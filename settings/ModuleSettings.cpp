@@ -91,6 +91,19 @@ void ModuleSettings::ClearChanged() {
         m.group->changed = 0;
 }
 
+void ModuleSettings::CopyValues(const ModuleSettings& from) {
+    general = from.general;
+    serial = from.serial;
+    endpoint = from.endpoint;
+    connecting = from.connecting;
+    powerSave = from.powerSave;
+    scanPower = from.scanPower;
+    other = from.other;
+    sco = from.sco;
+    SetCommunicator(nullptr);
+    SetProgress(nullptr);
+}
+
 SettingsGroup* ModuleSettings::ReadAll(Failure& failure,
                                        const std::function<void()>& afterGeneral) {
     for (const Member& m : members) {

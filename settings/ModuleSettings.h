@@ -68,6 +68,9 @@ class ModuleSettings {
     void SetPairedAddress(const std::array<uint8_t, 6>& address);
     bool AnyChanged() const;
     void ClearChanged();
+    // Takes every group's values and flags from `from`, for a copy that is only
+    // compared with (it talks to no module and shows no progress).
+    void CopyValues(const ModuleSettings& from);
 
     // Read-all's reads: General first, its flags handed on (then afterGeneral
     // runs), then every group that takes part. Returns the group that failed,

@@ -166,6 +166,17 @@ bool AccessKeys::Watcher::eventFilter(QObject* watched, QEvent* event) {
                 b->setText(WithKey(b->text(), common));
         }
     }
+    // Labelled fields outside the pages (the search field) likewise.
+    for (QLabel* l : Own<QLabel>(window)) {
+        bool onPage = false;
+        for (QWidget* p : pages)
+            onPage = onPage || p->isAncestorOf(l);
+        if (onPage || l->buddy() == nullptr || Plain(l->text()).trimmed().isEmpty()) continue;
+        if (QChar c = Marked(l->text()); !c.isNull())
+            common += c;
+        else
+            l->setText(WithKey(l->text(), common));
+    }
     for (QWidget* page : pages)
         Assign(page, common);
     return false;

@@ -42,21 +42,46 @@ TCompareForm::TCompareForm(QWidget* parent, const QString& caption, const QStrin
     table->verticalHeader()->hide();
     table->horizontalHeader()->setStretchLastSection(true);
     layout->addWidget(table, 1);
-    auto* buttons = new QDialogButtonBox(QDialogButtonBox::Ok, this);
-    okButton = buttons->button(QDialogButtonBox::Ok);
-    connect(buttons, &QDialogButtonBox::accepted, this, &QDialog::accept);
-    layout->addWidget(buttons);
+    buttonBox = new QDialogButtonBox(QDialogButtonBox::Ok, this);
+    okButton = buttonBox->button(QDialogButtonBox::Ok);
+    connect(buttonBox, &QDialogButtonBox::accepted, this, &QDialog::accept);
+    connect(buttonBox, &QDialogButtonBox::rejected, this, &QDialog::reject);
+    layout->addWidget(buttonBox);
     resize(620, 360);
 }
 
-void TCompareForm::Show(const std::vector<SettingDifference>& differences, const QString& summary) {
+void TCompareForm::Show(const std::vector<SettingDifference>& differences, const QString& summary,
+                        bool tickBoxes) {
+    shown = differences;
     summaryLabel->setText(summary);
     table->setRowCount(int(differences.size()));
     for (int row = 0; row < int(differences.size()); ++row) {
         const QStringList cells = DifferenceRow(differences[size_t(row)]);
         for (int column = 0; column < cells.size(); ++column)
             table->setItem(row, column, new QTableWidgetItem(cells[column]));
+        if (tickBoxes) {
+            table->item(row, 0)->setFlags(table->item(row, 0)->flags() | Qt::ItemIsUserCheckable);
+            table->item(row, 0)->setCheckState(Qt::Checked);
+        }
     }
     table->resizeColumnsToContents();
+    // Filled again while shown: the last column takes the width left once more.
+    table->horizontalHeader()->setStretchLastSection(false);
+    table->horizontalHeader()->setStretchLastSection(true);
     table->setVisible(!differences.empty());
+}
+
+std::vector<std::string> TCompareForm::TickedKeys() const {
+    std::vector<std::string> keys;
+    for (int row = 0; row < table->rowCount() && row < int(shown.size()); ++row)
+        if (table->item(row, 0)->checkState() == Qt::Checked)
+            keys.push_back(shown[size_t(row)].key);
+    return keys;
+}
+
+std::vector<std::string> TCompareForm::SelectedKeys() const {
+    std::vector<std::string> keys;
+    for (int row = 0; row < table->rowCount() && row < int(shown.size()); ++row)
+        if (table->item(row, 0)->isSelected()) keys.push_back(shown[size_t(row)].key);
+    return keys;
 }

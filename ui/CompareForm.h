@@ -9,6 +9,7 @@
 #include <QDialog>
 #include <vector>
 
+class QDialogButtonBox;
 class QLabel;
 class QPushButton;
 class QTableWidget;
@@ -20,12 +21,21 @@ class TCompareForm : public QDialog {
     TCompareForm(QWidget* parent, const QString& caption, const QString& firstColumn,
                  const QString& secondColumn);
 
-    // Fills the table; summary is the line above it.
-    void Show(const std::vector<SettingDifference>& differences, const QString& summary);
+    // Fills the table; summary is the line above it. With tickBoxes, each row's
+    // setting has a check box, ticked.
+    void Show(const std::vector<SettingDifference>& differences, const QString& summary,
+              bool tickBoxes = false);
+    // The keys of the rows ticked, and of the rows selected.
+    std::vector<std::string> TickedKeys() const;
+    std::vector<std::string> SelectedKeys() const;
 
     QLabel* summaryLabel = nullptr;
     QTableWidget* table = nullptr; // setting, first value, second value
+    QDialogButtonBox* buttonBox = nullptr;
     QPushButton* okButton = nullptr;
+
+  private:
+    std::vector<SettingDifference> shown;
 };
 
 // "Serial baudrate" | "38400" | "115200"; "(not set)" where a side lacks the line.

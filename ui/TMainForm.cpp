@@ -3,6 +3,7 @@
 
 #include "AccessKeys.h"
 #include "AudioPage.h"
+#include "ChangeMarks.h"
 #include "Communicator.h"
 #include "CompareForm.h"
 #include "ConSetHandler.h"
@@ -142,6 +143,7 @@ TMainForm::TMainForm(QWidget* parent) : QMainWindow(parent) {
     BuildPages();
     BuildKeys();
     BuildStatusBar();
+    BuildReview(buttons);
     // Every window of the program gets its access keys when first shown.
     static AccessKeys::Watcher* watcher = nullptr;
     if (watcher == nullptr) {
@@ -171,6 +173,7 @@ TMainForm::~TMainForm() = default;
 void TMainForm::BuildMenus() {
     QMenu* file = menuBar()->addMenu(QStringLiteral("&File"));
     menuLoadSettings = file->addAction(QStringLiteral("&Load settings..."));
+    menuLoadPart = file->addAction(QStringLiteral("Load &part of a file..."));
     menuSaveSettings = file->addAction(QStringLiteral("&Save settings..."));
     menuCompareWithFile = file->addAction(QStringLiteral("&Compare with file..."));
     file->addSeparator();
@@ -179,6 +182,7 @@ void TMainForm::BuildMenus() {
     QMenu* conf = menuBar()->addMenu(QStringLiteral("&Configuration"));
     menuConfReadFromDevice = conf->addAction(QStringLiteral("&Read from device"));
     menuConfWriteToDevice = conf->addAction(QStringLiteral("&Write to device"));
+    menuReviewChanges = conf->addAction(QStringLiteral("R&eview changes..."));
     conf->addSeparator();
     menuShowAdvanced = conf->addAction(QStringLiteral("&Show advanced settings..."));
     menuShowAdvanced->setCheckable(true);
@@ -204,6 +208,8 @@ void TMainForm::BuildMenus() {
     menuHelpAbout = help->addAction(QStringLiteral("&About..."));
 
     menuLoadSettings->setObjectName(QStringLiteral("menuLoadSettings"));
+    menuLoadPart->setObjectName(QStringLiteral("menuLoadPart"));
+    menuReviewChanges->setObjectName(QStringLiteral("menuReviewChanges"));
     menuSaveSettings->setObjectName(QStringLiteral("menuSaveSettings"));
     menuFileExit->setObjectName(QStringLiteral("menuFileExit"));
     menuConfReadFromDevice->setObjectName(QStringLiteral("menuConfReadFromDevice"));
@@ -221,6 +227,8 @@ void TMainForm::BuildMenus() {
 
     connect(menuLoadSettings, &QAction::triggered, this, &TMainForm::menuLoadSettingsClick);
     connect(menuSaveSettings, &QAction::triggered, this, &TMainForm::menuSaveSettingsClick);
+    connect(menuLoadPart, &QAction::triggered, this, &TMainForm::menuLoadPartClick);
+    connect(menuReviewChanges, &QAction::triggered, this, &TMainForm::menuReviewChangesClick);
     connect(menuFileExit, &QAction::triggered, this, &TMainForm::menuFileExitClick);
     connect(menuConfReadFromDevice, &QAction::triggered, this,
             &TMainForm::menuConfReadFromDeviceClick);
@@ -361,6 +369,7 @@ bool TMainForm::ReadAllSteps() {
     }
     if (failed != nullptr) {
         progForm->close();
+        changeMarks->Update();
         return false;
     }
     progForm->bar->setValue(progForm->bar->maximum());
@@ -369,6 +378,7 @@ bool TMainForm::ReadAllSteps() {
     QThread::msleep(kSettleMs);
     QCoreApplication::processEvents();
     settings.ClearChanged();
+    changeMarks->SetReference(); // what the module holds now
     return true;
 }
 
@@ -417,6 +427,7 @@ bool TMainForm::WriteAllSteps() {
         if (m.refreshAfterWrite && settings.TakesPart(m))
             if (SettingsPage* page = PageOf(m.group)) page->UpdateControls();
     settings.ClearChanged();
+    changeMarks->SetReference(); // what the module was sent
     return true;
 }
 

@@ -16,6 +16,7 @@
 
 class Communicator;
 class AudioPage;
+class ChangeMarks;
 class ConSetHandler;
 class ConnectingPage;
 class EndpSetHandler;
@@ -31,6 +32,7 @@ class ScoSetHandler;
 class SerSetHandler;
 class SerialPage;
 class SopSetHandler;
+class SettingSearch;
 class SettingsPage;
 class TComOpenError;
 class TCompareForm;
@@ -42,6 +44,7 @@ class TSerChooseForm;
 class TraceForm;
 struct Failure;
 class QAction;
+class QBoxLayout;
 class QCloseEvent;
 class QLabel;
 class QPaintEvent;
@@ -123,10 +126,12 @@ class TMainForm : public QMainWindow {
 
     // Menus.
     QAction* menuLoadSettings = nullptr;
+    QAction* menuLoadPart = nullptr; // "Load &part of a file...": the settings ticked
     QAction* menuSaveSettings = nullptr;
     QAction* menuFileExit = nullptr;
     QAction* menuConfReadFromDevice = nullptr;
     QAction* menuConfWriteToDevice = nullptr;
+    QAction* menuReviewChanges = nullptr; // "R&eview changes...": against the module
     QAction* menuShowAdvanced = nullptr;
     QAction* menuConfChoosePort = nullptr;     // "&Choose port...": another port at any time
     QAction* menuCompareWithFile = nullptr;    // "&Compare with file..."
@@ -137,6 +142,11 @@ class TMainForm : public QMainWindow {
     QAction* menuHelpConnectionCheck = nullptr; // "Connection check...": btconf-cli doctor's checks
     QAction* menuHelpSupportReport = nullptr;   // "Save support report..."
     QAction* menuHelpAbout = nullptr;
+
+    // The settings that differ from the module's, marked on the pages.
+    ChangeMarks* changeMarks = nullptr;
+    // The search field (Ctrl+F) that goes to a setting by a word of its name.
+    SettingSearch* settingSearch = nullptr;
 
     // The protocol trace window; made when first opened, then shown and hidden.
     TraceForm* traceForm = nullptr;
@@ -169,6 +179,11 @@ class TMainForm : public QMainWindow {
     bool LoadSettings(const QString& fileName);
     // The table of what differs between the values shown and a file's settings.
     bool CompareWithFile(const QString& fileName);
+    // The settings of a file that differ from the values shown, each ticked;
+    // loads the ones left ticked. False when cancelled or nothing was taken.
+    bool LoadPartOfFile(const QString& fileName);
+    // The settings that differ from the module's, each of which can be undone.
+    bool ReviewChanges();
 
     // Event methods.
     void FormShow(); // the start-up connection
@@ -183,6 +198,8 @@ class TMainForm : public QMainWindow {
     void menuShowAdvancedClick();
     void menuConfChoosePortClick();
     void menuCompareWithFileClick();
+    void menuLoadPartClick();
+    void menuReviewChangesClick();
     void menuHelpShowHelpClick();
     void menuHelpWebsiteClick();
     // Opens the protocol trace window (not modal); it lists the frames from then on.
@@ -211,6 +228,8 @@ class TMainForm : public QMainWindow {
     // Runs `work` with the window's port closed (so that it can be opened
     // there), and opens the port again afterwards when it was open before.
     void WithPortClosed(const std::function<void()>& work);
+    // The change marks and the search field (at the start of `row`).
+    void BuildReview(QBoxLayout* row);
     // Shows the next (1) or previous (-1) page that is shown, round the end.
     void SwitchPage(int step);
     // The enabled field of `page` that a refused value names, if it has one.
@@ -244,6 +263,8 @@ class TMainForm : public QMainWindow {
     // After a write-all: reads the module back and shows what it did not take.
     void VerifyWritten();
     void ShowDifferences(TCompareForm& form);
+    // The file chosen in the open dialog with this caption, or an empty text.
+    QString OpenFileName(const QString& caption);
     // Clicks and keys that came in while a module operation ran reach the
     // window now, while its buttons are still disabled, and so are dropped.
     void DropQueuedInput();

@@ -4,6 +4,7 @@
 // writing.
 #include "TMainForm.h"
 
+#include "ChangeMarks.h"
 #include "Communicator.h"
 #include "CompareForm.h"
 #include "ConfigFile.h"
@@ -75,6 +76,7 @@ bool TMainForm::LoadSettings(const QString& fileName) {
     }
     for (SettingsPage* page : pages)
         page->UpdateControls();
+    changeMarks->Update();
     lastFileFolder = QFileInfo(fileName).absolutePath();
     return true;
 }
@@ -147,13 +149,14 @@ void TMainForm::VerifyWritten() {
     ShowDifferences(form);
 }
 
+QString TMainForm::OpenFileName(const QString& caption) {
+    return seams.openFileName ? seams.openFileName()
+                              : QFileDialog::getOpenFileName(this, caption, StartFolder(),
+                                                             QString::fromLatin1(kFileFilter));
+}
+
 void TMainForm::menuCompareWithFileClick() {
-    const QString name =
-        seams.openFileName
-            ? seams.openFileName()
-            : QFileDialog::getOpenFileName(this, QStringLiteral("Compare with file"), StartFolder(),
-                                           QString::fromLatin1(kFileFilter));
-    CompareWithFile(name);
+    CompareWithFile(OpenFileName(QStringLiteral("Compare with file")));
 }
 
 void TMainForm::menuSaveSettingsClick() {
@@ -167,10 +170,5 @@ void TMainForm::menuSaveSettingsClick() {
 }
 
 void TMainForm::menuLoadSettingsClick() {
-    const QString name =
-        seams.openFileName
-            ? seams.openFileName()
-            : QFileDialog::getOpenFileName(this, QStringLiteral("Load settings"), StartFolder(),
-                                           QString::fromLatin1(kFileFilter));
-    LoadSettings(name);
+    LoadSettings(OpenFileName(QStringLiteral("Load settings")));
 }

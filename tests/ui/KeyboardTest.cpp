@@ -22,8 +22,9 @@
 
 namespace {
 
+// The page shown, without the mark of changes on it.
 QString Page(const TMainForm& f) {
-    return f.PageControl1->tabText(f.PageControl1->currentIndex());
+    return f.PageControl1->tabText(f.PageControl1->currentIndex()).remove('*');
 }
 
 // The window on a module that pairs after 300 ms, read, and active.
