@@ -128,9 +128,8 @@ struct Parser {
 
     // Per-unit values of write and program.
     void UnitOptions(CLI::App* command, cli::UnitOptions& u) {
-        command->add_option("--set", u.sets)
-            ->expected(1)
-            ->multi_option_policy(CLI::MultiOptionPolicy::TakeAll);
+        // One KEY=VALUE each time, so that the DEVICEs after it stay DEVICEs.
+        command->add_option("--set", u.sets)->allow_extra_args(false);
         command->add_option("--units", u.units)->check(Check(NotEmpty));
         command->add_option("--counter", u.counter)->check(Check(NotEmpty));
         firsts.push_back(command->add_option("--first", u.first)->check(CLI::Range(0L, 999999999L)));

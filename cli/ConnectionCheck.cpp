@@ -6,6 +6,8 @@
 // WARNING or FAILED and, where a person can act, what to do.
 #include "ConnectionCheck.h"
 
+#include "Json.h"
+
 #include "CliCommon.h"
 #include "ModuleIdentity.h"
 #include "Trace.h"
@@ -333,9 +335,20 @@ int DoctorCommand(const std::vector<std::string>& given, Console& console) {
     }
     bool allAnswered = true;
     for (const std::string& device : devices) {
-        console.out << device << "\n";
         const Checks checks = CheckDevice(device);
-        PrintChecks(console.out, checks);
+        if (console.json) {
+            // One object a check.
+            for (const CheckResult& check : checks)
+                console.out << JsonLine({{"device", device},
+                                         {"check", check.name},
+                                         {"result", VerdictWord(check.verdict)},
+                                         {"text", JsonText(check.text)},
+                                         {"remedy", check.remedy}})
+                            << "\n";
+        } else {
+            console.out << device << "\n";
+            PrintChecks(console.out, checks);
+        }
         allAnswered = allAnswered && ModuleAnswered(checks);
         console.out << std::flush;
     }

@@ -303,9 +303,11 @@ TEST(Units, EveryUnitItsOwnValuesAndNoNumberTwice) {
     };
     // A unit's results by device: the objects of its events.
     auto run = [&](const Lines& extra) {
-        Lines args = {"--json", "program", file, m0, slot, m2, "--counter", counter,
-                      "--log", log, "--log-format", "json"};
+        // The per-unit options before the devices: each takes one value.
+        Lines args = {"--json", "program", file};
         args.insert(args.end(), extra.begin(), extra.end());
+        args.insert(args.end(), {m0, slot, m2, "--counter", counter, "--log", log,
+                                 "--log-format", "json"});
         const Ran r = Cli(args);
         std::map<std::string, nlohmann::json> results;
         for (const nlohmann::json& o : Objects(r.out)) {
@@ -392,6 +394,8 @@ TEST(Json, EachCommandPrintsItsResultAsObjects) {
         {{"diff", "@", other}, 1, "/differences/1/file", "115200"},
         {{"diff", file, other}, 1, "/differences/0/second", "Line 4"},
         {{"ports", "@"}, 0, "/kind", "virtual line"},
+        {{"doctor", "@"}, 0, "/text", "a module answers: NVM-220, software 3.02, Bluetooth "
+                                      "address 02 4e 56 4d 00 03"},
         {{"read", "/no/ttyUSB9", "-o", "-"}, 3, "/report/1", "/no/ttyUSB9: No such file or directory"},
         {{"check", "/no/file.bcf"}, 5, "/event", "failed"},
     };
