@@ -2,7 +2,10 @@
 // Option parsing and the help text of the virtual module server.
 #include "SimOptions.h"
 
+#include <CLI/CLI.hpp>
+
 #include <fstream>
+#include <functional>
 #include <sstream>
 
 namespace sim {
@@ -34,93 +37,86 @@ bool ParseInt(const std::string& text, long lo, long hi, int* out) {
 
 bool ParseSimOptions(const std::vector<std::string>& args, SimOptions* out, std::string* error) {
     SimOptions o;
-    auto fail = [&](const std::string& why) {
-        if (error) *error = why;
-        return false;
+    CLI::App app{"", "nvmsim"};
+    app.set_help_flag(); // --help is the program's own text
+    app.add_flag("-h,--help", o.help);
+    // An option whose value is taken (or refused, with why) as it is met.
+    auto option = [&](const char* name, std::function<std::string(const std::string&)> take) {
+        return app.add_option_function<std::string>(name, [take](const std::string& value) {
+            const std::string why = take(value);
+            if (!why.empty()) throw CLI::ValidationError(why);
+        });
     };
-    for (size_t i = 0; i < args.size(); ++i) {
-        std::string name = args[i];
-        std::string value;
-        bool inlineValue = false;
-        const size_t eq = name.find('=');
-        if (name.compare(0, 2, "--") == 0 && eq != std::string::npos) {
-            value = name.substr(eq + 1);
-            name = name.substr(0, eq);
-            inlineValue = true;
-        }
-        if (name == "--help" || name == "-h") {
-            o.help = true;
-            continue;
-        }
-        static const char* const withValue[] = {
-            "--profile", "--link",          "--state",        "--trace",   "--devices",
-            "--fault",   "--answer-delay",  "--search-time",  "--pairing", "--baud",
-            "--seed",    "--search-spread", "--back-to-back", "--count",   "--unit"};
-        bool known = false;
-        for (const char* w : withValue)
-            known = known || name == w;
-        if (!known) return fail("unknown option \"" + args[i] + "\"");
-        if (!inlineValue) {
-            if (i + 1 >= args.size()) return fail(name + " needs a value");
-            value = args[++i];
-        }
-        if (name == "--profile") {
-            if (!ParseProfile(value, &o.module.profile))
-                return fail("unknown profile \"" + value + "\" (see --help)");
-        } else if (name == "--link") {
-            if (value.empty()) return fail("--link needs a path");
-            o.link = value;
-        } else if (name == "--state") {
-            if (value.empty()) return fail("--state needs a path");
-            o.statePath = value;
-        } else if (name == "--trace") {
-            if (value.empty()) return fail("--trace needs a path");
-            o.tracePath = value;
-        } else if (name == "--devices" && value.compare(0, 10, "generated:") == 0) {
+    auto number = [](int* into, long lo, long hi, std::string why) {
+        return [=](const std::string& value) { return ParseInt(value, lo, hi, into) ? "" : why; };
+    };
+    auto path = [](std::string* into, std::string why) {
+        return [=](const std::string& value) {
+            *into = value;
+            return value.empty() ? why : "";
+        };
+    };
+    option("--profile", [&](const std::string& value) {
+        return ParseProfile(value, &o.module.profile) ? ""
+                                                      : "unknown profile \"" + value + "\" (see --help)";
+    });
+    option("--link", path(&o.link, "--link needs a path"));
+    option("--state", path(&o.statePath, "--state needs a path"));
+    option("--trace", path(&o.tracePath, "--trace needs a path"));
+    option("--devices", [&](const std::string& value) -> std::string {
+        if (value.compare(0, 10, "generated:") == 0) {
             int count = 0;
             if (!ParseInt(value.substr(10), 0, 1000, &count))
-                return fail("--devices generated:N takes 0 to 1000 devices");
+                return "--devices generated:N takes 0 to 1000 devices";
             o.module.devices = GeneratedDevices(count);
-        } else if (name == "--devices") {
-            std::string text, why;
-            if (!ReadFile(value, &text)) return fail("cannot read devices file \"" + value + "\"");
-            if (!ParseDevices(text, &o.module.devices, &why)) return fail(value + ": " + why);
-        } else if (name == "--fault") {
-            Fault f;
-            std::string why;
-            if (!ParseFault(value, &f, &why)) return fail(why);
-            o.module.faults.push_back(f);
-        } else if (name == "--answer-delay") {
-            if (!ParseInt(value, 0, 10000, &o.module.answerDelayMs))
-                return fail("--answer-delay takes 0 to 10000 ms");
-        } else if (name == "--search-time") {
-            if (!ParseInt(value, 10, 600000, &o.module.searchTimeMs))
-                return fail("--search-time takes 10 to 600000 ms");
-        } else if (name == "--search-spread") {
-            if (!ParseInt(value, 0, 600000, &o.module.searchSpreadMs))
-                return fail("--search-spread takes 0 to 600000 ms");
-        } else if (name == "--back-to-back") {
-            if (!ParseInt(value, 1, 1000, &o.module.backToBack))
-                return fail("--back-to-back takes 1 to 1000 devices");
-        } else if (name == "--baud") {
-            if (!ParseInt(value, 300, 4000000, &o.module.baud))
-                return fail("--baud takes 300 to 4000000 bits per second");
-        } else if (name == "--unit") {
-            if (!ParseInt(value, 0, 255, &o.module.unit)) return fail("--unit takes 0 to 255");
-        } else if (name == "--count") {
-            if (!ParseInt(value, 1, 64, &o.count)) return fail("--count takes 1 to 64 modules");
-        } else if (name == "--seed") {
-            int seed = 0;
-            if (!ParseInt(value, 0, 2000000000, &seed)) return fail("--seed takes a number");
-            o.module.seed = static_cast<uint32_t>(seed);
-        } else if (name == "--pairing") {
-            const size_t at = value.find('@');
-            if (!ParsePairingOutcome(value.substr(0, at), &o.module.pairingOutcome))
-                return fail("--pairing takes complete, timeout, failed or error, then @MS");
-            if (at != std::string::npos &&
-                !ParseInt(value.substr(at + 1), 0, 600000, &o.module.pairingDelayMs))
-                return fail("--pairing delay takes 0 to 600000 ms");
+            return "";
         }
+        std::string text, why;
+        if (!ReadFile(value, &text)) return "cannot read devices file \"" + value + "\"";
+        return ParseDevices(text, &o.module.devices, &why) ? "" : value + ": " + why;
+    });
+    app.add_option_function<std::vector<std::string>>("--fault", [&](const std::vector<std::string>& specs) {
+           for (const std::string& spec : specs) {
+               Fault f;
+               std::string why;
+               if (!ParseFault(spec, &f, &why)) throw CLI::ValidationError(why);
+               o.module.faults.push_back(f);
+           }
+       })->allow_extra_args(false);
+    option("--answer-delay",
+           number(&o.module.answerDelayMs, 0, 10000, "--answer-delay takes 0 to 10000 ms"));
+    option("--search-time",
+           number(&o.module.searchTimeMs, 10, 600000, "--search-time takes 10 to 600000 ms"));
+    option("--search-spread",
+           number(&o.module.searchSpreadMs, 0, 600000, "--search-spread takes 0 to 600000 ms"));
+    option("--back-to-back",
+           number(&o.module.backToBack, 1, 1000, "--back-to-back takes 1 to 1000 devices"));
+    option("--baud",
+           number(&o.module.baud, 300, 4000000, "--baud takes 300 to 4000000 bits per second"));
+    option("--unit", number(&o.module.unit, 0, 255, "--unit takes 0 to 255"));
+    option("--count", number(&o.count, 1, kMaxCount,
+                             "--count takes 1 to " + std::to_string(kMaxCount) + " modules"));
+    option("--seed", [&](const std::string& value) {
+        int seed = 0;
+        if (!ParseInt(value, 0, 2000000000, &seed)) return "--seed takes a number";
+        o.module.seed = static_cast<uint32_t>(seed);
+        return "";
+    });
+    option("--pairing", [&](const std::string& value) -> std::string {
+        const size_t at = value.find('@');
+        if (!ParsePairingOutcome(value.substr(0, at), &o.module.pairingOutcome))
+            return "--pairing takes complete, timeout, failed or error, then @MS";
+        if (at != std::string::npos &&
+            !ParseInt(value.substr(at + 1), 0, 600000, &o.module.pairingDelayMs))
+            return "--pairing delay takes 0 to 600000 ms";
+        return "";
+    });
+    try {
+        std::vector<std::string> reversed(args.rbegin(), args.rend());
+        app.parse(reversed);
+    } catch (const CLI::ParseError& e) {
+        if (error) *error = e.what();
+        return false;
     }
     *out = o;
     return true;
@@ -193,7 +189,7 @@ Options:
   --baud N             line speed for pacing the module's bytes, 10 bits a byte
                        (default 38400)
   --seed N             seed of the random bytes of the split and garbage faults
-  --count N            serve N modules (1 to 64), each its own virtual module on
+  --count N            serve N modules (1 to 256), each its own virtual module on
                        its own pseudo-terminal, one device path printed a line;
                        with N above 1 the paths of --link, --state and --trace
                        get the module's number 0 to N-1 appended (--link

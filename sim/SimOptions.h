@@ -9,6 +9,9 @@
 
 namespace sim {
 
+// The most modules one nvmsim serves (--count).
+constexpr int kMaxCount = 256;
+
 struct SimOptions {
     ModuleConfig module;
     std::string link;      // --link: symbolic link made to the device
