@@ -89,28 +89,6 @@ TEST(OtherValidate, LatencyIsCheckedOnlyWithTheFeatureAndAModeOn) {
     }
 }
 
-TEST(OtherFile, SectionFollowsTheHeldValues) {
-    OtherSettings s;
-    EXPECT_EQ(Section(s), ""); // not available
-    s.available = 1;
-    s.qosSupported = s.emulationEnabled = s.throughputOptimised = s.linkTimeoutEnabled = 1;
-    s.classOfDevice = 0x5a020c;
-    s.qosLatency = 999999;
-    const std::string middle = "Class of device: 5898764\nPerformance optimazation: Throughput\n"
-                               "Link timeout enabled: Yes\nLink timeout value: 19200\n";
-    const std::tuple<int, int, int, std::string> cases[] = {
-        {0, 0, 1, "Emulate serial type: DCE\n" + middle + "Quality of service mode: Disabled\n"},
-        {3, 3, 1, middle},                                // outside the tables: no line
-        {2, 2, 0, "Emulate serial type: DCE\n" + middle}, // emulation needs no feature
-    };
-    for (const auto& [type, mode, feature, lines] : cases) {
-        s.emulationType = type;
-        s.qosMode = mode;
-        s.qosSupported = uint8_t(feature);
-        EXPECT_EQ(Section(s), "# Other settings\nEmulate serial handshake: Yes\n" + lines);
-    }
-}
-
 TEST(OtherFile, LoadTakesKnownWordsAndNumbersInRange) {
     const std::tuple<std::string, int, std::string> cases[] = {
         {"Emulate serial handshake: Yes\r\nEmulate serial type: DCE\r\nClass of device: "

@@ -1,6 +1,6 @@
 // SPDX-License-Identifier: Apache-2.0
 // The virtual module alone, on a hand-moved clock: what it answers, how it frames
-// and paces bytes, its search and pairing runs, its faults, options and state file.
+// and paces bytes, its search and pairing runs, its faults and state file.
 #include "SimOptions.h"
 #include "VirtualModule.h"
 
@@ -152,21 +152,6 @@ TEST(Module, AnswersByteForByte) {
     }
 }
 
-TEST(Module, AnswerIsPacedAtTheLineSpeedAfterTheAnswerDelayAndAFloodIsCut) {
-    std::vector<double> t;
-    ModuleRig("--baud 9600 --answer-delay 20").Exchange({0x40, 0}, 60, &t, 100);
-    ASSERT_EQ(t.size(), 15u);
-    const double byteMs = 10.0 / 9.6; // the command itself takes two byte times
-    EXPECT_NEAR(t.front(), 20 + 3 * byteMs, 0.15);
-    EXPECT_NEAR(t.back(), 20 + 17 * byteMs, 0.15);
-
-    // Only what fits the receive buffer arrives: about 8 KiB, 2.1 s at 38400.
-    ModuleRig flooded;
-    flooded.Exchange(Bytes(100000, 0x12), 2500);
-    sim::TimePoint next;
-    EXPECT_FALSE(flooded.module.NextWake(&next)) << "nothing left to do";
-}
-
 Bytes Found(const sim::RemoteDevice& d) {
     const Bytes cod{uint8_t(d.classOfDevice >> 16), uint8_t(d.classOfDevice >> 8),
                     uint8_t(d.classOfDevice)};
@@ -190,41 +175,6 @@ TEST(Module, SearchReportsTheDevicesOfTheClassAskedForThenEnds) {
     t.clear();
     ASSERT_EQ(rig.Exchange({0x80, 0}, 1500, &t), (Bytes{0x80, 1, 1, 0x60, 0}));
     EXPECT_GE(t[3] - t[2], sim::VirtualModule::kEventGapMs);
-}
-
-TEST(Module, GarbageAndSplitFaults) {
-    const Bytes junk = ModuleRig("--fault garbage:0x40=7 --seed 9").Exchange({0x40, 0});
-    EXPECT_EQ(junk.size(), 7u);
-    EXPECT_EQ(junk, ModuleRig("--fault garbage:0x40=7 --seed 9").Exchange({0x40, 0}));
-    EXPECT_NE(junk, ModuleRig("--fault garbage:0x40=7 --seed 10").Exchange({0x40, 0}));
-
-    // Pieces with pauses between them, the whole well within the host's wait.
-    for (const char* split : {"--fault split", "--fault split:0x1c"}) {
-        std::vector<double> t;
-        ASSERT_EQ(ModuleRig(split).Exchange({0x1c, 0}, 500, &t, 100),
-                  Cat(Bytes{0x1c, 16, 1}, "Norvane NVM-220"s));
-        int pauses = 0;
-        for (size_t i = 1; i < t.size(); ++i)
-            pauses += t[i] - t[i - 1] > 15;
-        EXPECT_GE(pauses, 5) << split;
-        EXPECT_LT(t.back(), 400) << split;
-    }
-}
-
-TEST(SimOptions, BadOptionsAreRefusedWithAReason) {
-    std::istringstream bad(
-        "--profile=code6-3.02 --profile=code3-3.01 --profile=gen3-3.02 --profile --pairing=maybe "
-        "--pairing=timeout@x --baud=12 --answer-delay=-1 --search-time=5 --devices=/nonexistent "
-        "--link= --fault= --fault=loud --fault=silent: --fault=silent:0x40=1 --fault=silent:256 "
-        "--fault=opcode:0x40 --fault=status:0x40=256 --fault=garbage:0x40=0 "
-        "--fault=delay:0x40=1e3 --search-spread=-1 --back-to-back=0 --devices=generated:1001 "
-        "--devices=generated:x --frobnicate extra");
-    for (std::string option; bad >> option;) {
-        sim::SimOptions o;
-        std::string error;
-        EXPECT_FALSE(sim::ParseSimOptions({option}, &o, &error)) << option;
-        EXPECT_FALSE(error.empty()) << option;
-    }
 }
 
 TEST(SimState, SavedSettingsComeBackAndDamagedLinesChangeNothing) {
