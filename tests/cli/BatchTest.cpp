@@ -1,8 +1,9 @@
 // SPDX-License-Identifier: Apache-2.0
 // Many modules from the command line: "program" on several virtual modules at
 // once, its station mode as modules come and go, "diff", the log's SHA-256,
-// per-unit values, --json and nvmsim --count. btconf-cli runs as a child process against modules served by
-// this process (or by nvmsim); what is checked is what a person sees: lines,
+// per-unit values, --json and nvmsim --count. btconf-cli runs as a child
+// process against modules served by this process (or by nvmsim); what is
+// checked is what a person sees: lines,
 // exit statuses, log records, and what the modules hold afterwards.
 #include "ModuleRig.h"
 #include "Run.h"
