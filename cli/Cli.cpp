@@ -83,16 +83,7 @@ int Link::Open(const std::string& device, std::ostream& err) {
     DropStaleBytes(port);
     comm.SetSerialPort(&port);
     comm.frameByFrame = true;
-    int32_t probe = comm.CheckConnection();
-    if (probe == -2) {
-        // Something stale was in the way of the answer: probe once more as the
-        // window does, reading until the line is quiet.
-        comm.frameByFrame = false;
-        DropStaleBytes(port);
-        probe = comm.CheckConnection();
-        comm.frameByFrame = true;
-    }
-    if (probe != 1) {
+    if (!ProbeModule(comm, port)) {
         Say(err, kNotFound[0], {std::begin(kNotFound) + 1, std::end(kNotFound)});
         ReportLoss(err, port);
         return kNoModule;
@@ -357,6 +348,20 @@ bool ParseAddressArgument(const std::string& text, std::array<uint8_t, 6>& addre
     }
     address = parsed;
     return true;
+}
+
+bool ProbeModule(Communicator& comm, mSerial& port) {
+    int32_t probe = comm.CheckConnection();
+    if (probe == -2) {
+        // Something stale was in the way of the answer: probe once more as the
+        // window does, reading until the line is quiet.
+        const bool frameByFrame = comm.frameByFrame;
+        comm.frameByFrame = false;
+        DropStaleBytes(port);
+        probe = comm.CheckConnection();
+        comm.frameByFrame = frameByFrame;
+    }
+    return probe == 1;
 }
 
 void DropStaleBytes(mSerial& port) {

@@ -12,6 +12,7 @@
 #include <string>
 #include <vector>
 
+class Communicator;
 class mSerial;
 struct Failure;
 
@@ -52,6 +53,10 @@ bool ParseAddressArgument(const std::string& text, std::array<uint8_t, 6>& addre
 // Throws away whatever waits on a port just opened, so that it is not taken for
 // an answer; waits for the line to go quiet only when something was there.
 void DropStaleBytes(mSerial& port);
+
+// The probe on a port just opened, once more after throwing away what stood in
+// the way of a first answer. True when a module answered.
+bool ProbeModule(Communicator& comm, mSerial& port);
 
 // A failure in the error report's words: the caption ("Error - communication
 // (0x0215)"), "Error: " and the headline, then the description's lines.

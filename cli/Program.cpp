@@ -95,15 +95,7 @@ bool Port::Open(int32_t n, const std::string& device, std::vector<std::string>& 
 }
 
 bool Port::Probe() {
-    int32_t probe = comm.CheckConnection();
-    if (probe == -2) {
-        // Something stale was in the way: once more, reading until the line is quiet.
-        comm.frameByFrame = false;
-        DropStaleBytes(port);
-        probe = comm.CheckConnection();
-        comm.frameByFrame = true;
-    }
-    return probe == 1;
+    return ProbeModule(comm, port);
 }
 
 void Tracker::Begin(const char* name, int steps) {

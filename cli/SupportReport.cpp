@@ -98,15 +98,7 @@ int ReadForReport(const std::string& device, ModuleSettings& settings, std::stri
     comm.SetSerialPort(&port);
     comm.frameByFrame = true;
     comm.observer = [&events](const TraceEvent& event) { events.push_back(event); };
-    int32_t probe = comm.CheckConnection();
-    if (probe == -2) {
-        // A stale answer in the way: once more, reading until the line is quiet.
-        comm.frameByFrame = false;
-        DropStaleBytes(port);
-        probe = comm.CheckConnection();
-        comm.frameByFrame = true;
-    }
-    if (probe != 1) {
+    if (!ProbeModule(comm, port)) {
         why = NotFoundLines();
         if (port.IsLost()) why.push_back(port.GetLastErrorText());
         port.Close();
