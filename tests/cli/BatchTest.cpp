@@ -24,11 +24,7 @@ namespace {
 
 // What a module holds, as "read" saves it.
 std::string FileOf(const std::string& device) {
-    const std::string path = Temp("read.bcf");
-    EXPECT_EQ(Cli({"read", device, "-o", path}).status, 0);
-    std::string bytes = Slurp(path);
-    std::remove(path.c_str());
-    return bytes;
+    return Cli({"read", device, "-o", "-"}).out;
 }
 
 // A device as a result line names it: the name given, then what it resolved to.
@@ -46,17 +42,11 @@ std::vector<nlohmann::json> Objects(const std::string& out) {
     return objects;
 }
 
-std::string Replace(std::string text, const std::string& from, const std::string& to) {
-    const std::size_t at = text.find(from);
-    return at == std::string::npos ? text + "[not found: " + from + "]"
-                                   : text.replace(at, from.size(), to);
-}
-
 // A module's file with a new name, speed and class of device.
 std::string Changed(const std::string& file) {
-    return Replace(Replace(Replace(file, "Device Name: Norvane NVM-220", "Device Name: Line 4"),
-                           "Serial baudrate: 38400", "Serial baudrate: 115200"),
-                   "Class of device: 7936", "Class of device: 2360324");
+    return Replace(file, {{"Device Name: Norvane NVM-220", "Device Name: Line 4"},
+                          {"Serial baudrate: 38400", "Serial baudrate: 115200"},
+                          {"Class of device: 7936", "Class of device: 2360324"}});
 }
 
 TEST(Diff, ModuleAgainstFileAndFileAgainstFileWithTheirStatuses) {

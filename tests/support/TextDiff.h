@@ -11,9 +11,22 @@
 #include <iterator>
 #include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
 // The whole of a file ("" when it cannot be read).
+// The text with each `from` replaced in turn; a `from` that is not there spoils
+// the text, so that the comparison it is made for fails.
+inline std::string Replace(std::string text,
+                           const std::vector<std::pair<std::string, std::string>>& by) {
+    for (const auto& [from, to] : by) {
+        const std::size_t at = text.find(from);
+        text = at == std::string::npos ? text + "[not found: " + from + "]"
+                                       : text.replace(at, from.size(), to);
+    }
+    return text;
+}
+
 inline std::string Slurp(const std::string& path) {
     std::ifstream in(path, std::ios::binary);
     return std::string(std::istreambuf_iterator<char>(in), std::istreambuf_iterator<char>());
