@@ -8,6 +8,8 @@
 # lib/python3/dist-packages): the module must be there and read the module.
 set -uo pipefail
 build=$1 stage=$2 bindir=$3 datadir=$4 mandir=$5 docdir=$6 qt=$7 pydir=${8:-}
+# An absolute stage: the Python check runs from another folder.
+case $stage in /*) ;; *) stage=$PWD/$stage ;; esac
 failures=0
 fail() { echo "FAIL: $*"; failures=$((failures + 1)); }
 
