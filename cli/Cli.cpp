@@ -17,6 +17,7 @@
 #include <chrono>
 #include <cstdio>
 #include <cstring>
+#include <ctime>
 #include <ostream>
 
 #if !defined(_WIN32)
@@ -348,6 +349,19 @@ bool ParseAddressArgument(const std::string& text, std::array<uint8_t, 6>& addre
     }
     address = parsed;
     return true;
+}
+
+std::string UtcNow(const char* format) {
+    const std::time_t now = std::time(nullptr);
+    std::tm utc{};
+#if defined(_WIN32)
+    gmtime_s(&utc, &now);
+#else
+    gmtime_r(&now, &utc);
+#endif
+    char text[64];
+    std::strftime(text, sizeof text, format, &utc);
+    return text;
 }
 
 bool ProbeModule(Communicator& comm, mSerial& port) {

@@ -38,6 +38,9 @@ constexpr auto kAbortWait = std::chrono::seconds(3);
 constexpr std::size_t kMaxDevices = 20;
 constexpr std::size_t kPasskeyMax = 16;
 
+// The time now, UTC, in strftime's format.
+std::string UtcNow(const char* format);
+
 // A report of the program's own: the first line after the program's name, the
 // others as they stand.
 void Say(std::ostream& err, const std::string& first, const std::vector<std::string>& more = {});

@@ -1,6 +1,7 @@
 // SPDX-License-Identifier: Apache-2.0
 #include "Program.h"
 
+#include "CliCommon.h"
 #include "ConfigFile.h"
 #include "Diff.h"
 #include "ModuleSettings.h"
@@ -31,16 +32,7 @@ std::string Or(const std::string& text) {
 
 // The time of a record, UTC, to the second: "2024-05-01T12:34:56Z".
 std::string Now() {
-    const std::time_t now = std::time(nullptr);
-    std::tm utc{};
-#if defined(_WIN32)
-    gmtime_s(&utc, &now);
-#else
-    gmtime_r(&now, &utc);
-#endif
-    char text[32];
-    std::strftime(text, sizeof text, "%Y-%m-%dT%H:%M:%SZ", &utc);
-    return text;
+    return UtcNow("%Y-%m-%dT%H:%M:%SZ");
 }
 
 std::string Csv(const std::string& field) {

@@ -57,16 +57,7 @@ std::string SystemText() {
 }
 
 std::string Now() {
-    const std::time_t now = std::chrono::system_clock::to_time_t(std::chrono::system_clock::now());
-    std::tm utc{};
-#if defined(_WIN32)
-    gmtime_s(&utc, &now);
-#else
-    gmtime_r(&now, &utc);
-#endif
-    char text[32];
-    std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S UTC", &utc);
-    return text;
+    return UtcNow("%Y-%m-%d %H:%M:%S UTC");
 }
 
 // The module's identity as its General read found it.
