@@ -170,7 +170,6 @@ TEST(Statuses, EachMistakeAndFailureEndsWithItsStatusAndReport) {
         {{"read", "@", "-o", "x.bcf", "--verbose"}, 2,
          "The following argument was not expected: --verbose"},
         {{"search", "@", "--time-limit", "+5"}, 2, timeLimit},
-        {{"wait-pair", "@", "--passkey", ""}, 2, passkeyLength},
         {{"pair", "@", "001bdc0f52a7", "--passkey", "0123456789abcdefg"}, 2, passkeyLength},
         {{"pair", "@", "00:1b:dc 0f:52:a7", "--passkey", "1"}, 2, address("00:1b:dc 0f:52:a7")},
         {{"program", "x.bcf", "/dev/nvm-a", "/dev/nvm-a"}, 2, "/dev/nvm-a is given twice"},

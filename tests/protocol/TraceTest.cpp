@@ -57,7 +57,6 @@ const char* const kFrames =
     "F1:F2:F3:F4:F5:F6, name \"qqqqqqqqqqqqqqqqqqqqqqqqqqqqqqqq\" (32), class 0x5A020C\n"
     "recv 60 03 0d 0e 0f | InquiryEvent (0x60): too short, not used, extra bytes 0d 0e 0f\n"
     "send 63 04 39 38 37 36 | StartPairing (0x63): remote initiates, passkey \"9876\" (4)\n"
-    "recv 63 01 fd | StartPairing (0x63): status 253 (Command invalid parameter)\n"
     "send 64 0a 00 11 22 33 44 55 31 32 33 34 | StartPairing (0x64): local initiates, address "
     "00:11:22:33:44:55, passkey \"1234\" (4)\n"
     "recv 64 01 01 | StartPairing (0x64): status 1 (success)\n"
